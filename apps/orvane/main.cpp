@@ -1,0 +1,32 @@
+// orvane: cleans and converts MS/MS peak lists from the command line.
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "frame/interfaces.h"
+#include "frame/module.h"
+
+int main(int argc, char** argv) {
+  orvane::RegisterOrvaneModule();
+
+  CLI::App app{
+      "orvane cleans tandem mass spectrometry peak lists: it tells good spectra from bad ones,\n"
+      "removes isotope peaks and noise, turns multiply charged clusters into single peaks,\n"
+      "and converts between DTA, MGF and instrument files (mzML, mzXML).",
+      "orvane"};
+  app.set_version_flag("--version", std::string("orvane ") + orvane::app::VersionText());
+  app.require_subcommand(1);
+  app.footer(orvane::app::MainExamples());
+
+  orvane::app::AddInfoCommand(app);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    return app.exit(e);
+  }
+  return orvane::app::ExitCode();
+}

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs every Debian package the build, the tests and the benchmarks need.
+# Run as root (or through sudo) on Debian bookworm.
+set -euo pipefail
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+export DEBIAN_FRONTEND=noninteractive
+APT_OPTS=(-y -q -o DPkg::Lock::Timeout=600)
+$SUDO apt-get "${APT_OPTS[@]}" update
+$SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
+  build-essential cmake ninja-build pkg-config git \
+  libgtest-dev libgmock-dev libbenchmark-dev \
+  libboost-dev libcli11-dev \
+  libfftw3-dev libkissfft-dev \
+  libtomlplusplus-dev \
+  libexpat1-dev zlib1g-dev \
+  hyperfine

@@ -1,0 +1,25 @@
+// Found cluster starts and the peaks that replace them.
+#pragma once
+
+#include <vector>
+
+namespace orvane {
+
+// A cluster start as a pair of positions: into vMass of the working spectrum
+// and into vIntensity of its dense copy. Both spectra must outlive the list
+// and keep their number of points.
+struct ClusterRef {
+  std::vector<double>::const_iterator itMass;
+  std::vector<double>::iterator itIntensity;
+};
+using ClusterList = std::vector<ClusterRef>;
+
+// A deconvoluted peak: its singly charged mass and the intensity of the
+// cluster's first point.
+struct DeconvolutedPeak {
+  double dMass = 0.0;
+  double dIntensity = 0.0;
+};
+using DeconvolutedPeakList = std::vector<DeconvolutedPeak>;
+
+}  // namespace orvane

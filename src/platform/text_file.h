@@ -1,0 +1,109 @@
+// Text files as the engine reads and writes them.
+//
+// Reading follows the line rule the file formats rely on: one ReadString call
+// delivers at most limit-1 characters and stops after the first "\n", so the
+// rest of a longer line comes in the next call as if it were a line of its
+// own. A CR LF pair reads as a single "\n". GetPosition counts bytes of the
+// file, so a CR LF counts two.
+//
+// Files opened for writing with modeCreate are written under a temporary name
+// in the same folder and renamed into place by Close(), so no half-written
+// file ever stands under its final name. Open refuses to write a path that has
+// been declared an input (see ProtectInput).
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvane {
+
+// Why a file operation failed: the path and the system's reason.
+class CFileException {
+ public:
+  CFileException() = default;
+  CFileException(std::string path, int errnoValue, std::string reason = {});
+
+  const std::string& Path() const { return path_; }
+  int Errno() const { return errno_; }
+  // "Cannot open file <path>: <reason>." style text.
+  std::string Text() const;
+  // Shows Text() through the installed reporter as a file-error box.
+  void ReportError() const;
+
+ private:
+  std::string path_;
+  int errno_ = 0;
+  std::string reason_;
+};
+
+class CStdioFile {
+ public:
+  // Open flags of the framework's file class.
+  static constexpr unsigned modeRead = 0x0000;
+  static constexpr unsigned modeWrite = 0x0001;
+  static constexpr unsigned shareDenyWrite = 0x0020;
+  static constexpr unsigned modeCreate = 0x1000;
+  static constexpr unsigned typeText = 0x4000;
+  // Our own: write straight to the final name (for logs that should survive
+  // a kill as far as they got).
+  static constexpr unsigned modeDirect = 0x00010000;
+
+  CStdioFile() = default;
+  ~CStdioFile();
+  CStdioFile(const CStdioFile&) = delete;
+  CStdioFile& operator=(const CStdioFile&) = delete;
+
+  // Opens for reading (no modeWrite) or for writing (modeWrite; with
+  // modeCreate the file is created or emptied). On failure fills *pError when
+  // given and returns false.
+  bool Open(const std::string& path, unsigned flags, CFileException* pError = nullptr);
+  bool IsOpen() const { return file_ != nullptr; }
+  const std::string& GetFilePath() const { return path_; }
+
+  // Reads one piece of a line into buffer (at most limit-1 characters,
+  // zero-terminated). Returns buffer, or nullptr at the end of the file when
+  // nothing was read. Throws CFileException on a read error.
+  char* ReadString(char* buffer, unsigned limit);
+
+  // Writes text as it stands. Throws CFileException on a write error.
+  void WriteString(std::string_view text);
+
+  // Byte offset of the next read or write.
+  std::uint64_t GetPosition() const;
+  // Size of the file in bytes (for a file being written: what has been
+  // written so far).
+  std::uint64_t GetLength() const;
+
+  // Closes; a file written under a temporary name is renamed into place.
+  // Throws CFileException if the final flush or the rename fails.
+  void Close();
+  // Closes and throws away what was written under a temporary name.
+  void Abort();
+
+ private:
+  bool FillBuffer();
+
+  std::FILE* file_ = nullptr;
+  std::string path_;
+  std::string tempPath_;  // non-empty while writing under a temporary name
+  bool writing_ = false;
+  std::vector<char> buf_;
+  std::size_t bufPos_ = 0;
+  std::size_t bufLen_ = 0;
+  std::uint64_t bufStart_ = 0;  // file offset of buf_[0]
+  std::uint64_t written_ = 0;
+};
+
+// Declares a path as an input of the run: no CStdioFile opens it for writing
+// while it is protected. Identity is by device and inode where the file
+// exists, by normalised path otherwise. Thread-safe.
+void ProtectInput(const std::string& path);
+void ClearProtectedInputs();
+// True if writing to path would write to a protected input.
+bool IsProtectedInput(const std::string& path);
+
+}  // namespace orvane

@@ -1,0 +1,30 @@
+// Options of the raw conversions, and the working record of one scan.
+#pragma once
+
+#include <cstdint>
+
+namespace orvane {
+
+struct RawOptions {
+  double dMinMass = 0.0;                // lower bound, included, of MH+ written
+  double dMaxMass = 0.0;                // upper bound, included
+  std::int32_t nIntensityThreshold = 0; // least total intensity when nThresholdMode is 1
+  std::int32_t nMinPeaks = 0;           // least number of peaks of a scan
+  std::int32_t nThresholdMode = 0;      // 1 fixed threshold, 2 largest base peak, else none
+  std::int32_t nExportOption = 0;       // handed on to the writers, which don't read it
+  bool bSplitMsLevels = false;          // MS2 and MS3 to separate outputs
+  std::int32_t nConvertOption = 0;      // for the raw driver: 0 to DTA, 1 to MGF
+};
+
+struct ScanInfo {
+  int nScan = 0;
+  double dMaxBasePeak = 0.0;
+  int nMsLevel = 0;
+  double dPrecursorMz = 0.0;
+  int nChargeClass = 0;  // 0 not known, 1 singly charged, 2 multiply charged
+};
+
+// The proton mass that bridges MH+ and m/z: MH+ = z * (m - P) + P.
+inline constexpr double kProton = 1.00794;
+
+}  // namespace orvane

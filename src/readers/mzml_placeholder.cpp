@@ -1,0 +1,2 @@
+// The file-backed raw readers (mzML, mzXML) live in this folder.
+namespace orvane::readers {}
