@@ -10,7 +10,5 @@ HRESULT RawToDta(IUnknown*, const std::string&, const std::string&, IRawReader*,
                  StringList*, StringList*, StringList*, CEvent*, CWnd*) {
   return E_NOTIMPL;
 }
-HRESULT DtaFolderToMgf(IUnknown*, StringList*, const std::string&, CWnd*) { return E_NOTIMPL; }
-HRESULT MgfToDta(IUnknown*, const std::string&, const std::string&, CWnd*) { return E_NOTIMPL; }
 
 }  // namespace orvane
