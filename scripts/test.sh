@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Builds the project and runs every test: a normal build, a build under
+# AddressSanitizer + UndefinedBehaviorSanitizer, and the signal-processing
+# tests again on the permissive FFT backend.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+JOBS="${JOBS:-$(nproc)}"
+
+run_suite() {
+  local dir="$1"; shift
+  cmake -S . -B "$dir" -G Ninja "$@" >/dev/null
+  cmake --build "$dir" -j "$JOBS"
+}
+
+echo "== normal build (FFTW backend)"
+run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+ctest --test-dir build --output-on-failure -j "$JOBS"
+
+echo "== sanitizer build (ASan + UBSan)"
+run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DORVANE_SANITIZE=ON -DORVANE_BUILD_BENCHMARKS=OFF
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build-asan --output-on-failure -j "$JOBS"
+
+echo "== kissfft backend (signal-processing tests)"
+cmake -S . -B build-kissfft -G Ninja -DORVANE_FFT_BACKEND=KISSFFT -DORVANE_BUILD_BENCHMARKS=OFF >/dev/null
+cmake --build build-kissfft -j "$JOBS" --target test_tonalith
+ctest --test-dir build-kissfft --output-on-failure -L tonalith
