@@ -1,0 +1,280 @@
+// The driver for MGF inputs: every spectrum of every input file through the
+// pipeline, into one pair of outputs per input or into the SpectraMerged
+// files of the run, kept apart by MS level.
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "cleaning/drivers.h"
+#include "cleaning/run_frame.h"
+#include "cleaning/run_log.h"
+#include "platform/format.h"
+#include "platform/reporter.h"
+#include "platform/text_file.h"
+#include "raw/raw_options.h"
+#include "spectrum/file_path.h"
+#include "spectrum/mgf_file.h"
+
+namespace orvane {
+namespace {
+
+constexpr unsigned kCreateWrite = CStdioFile::modeCreate | CStdioFile::modeWrite;  // 0x1001
+constexpr unsigned kReadDenyWrite = CStdioFile::modeRead | CStdioFile::shareDenyWrite;
+constexpr const char* kBadFolder = "badspectra/";
+
+// A clean output and the bad output that goes with it.
+struct OutputPair {
+  std::unique_ptr<CStdioFile> pClean;
+  std::unique_ptr<CStdioFile> pBad;
+  bool bOpened = false;
+};
+
+// MS level of an input by its title: 1 for a title ending in "ms2", 2 for
+// "ms3", 0 otherwise. One more extension is dropped first, so "run.1_ms2"
+// counts as "run".
+int MsLevelOfTitle(const std::string& title) {
+  const std::string t = FilePath(title).GetFileTitle();
+  if (t.size() < 3) return 0;
+  const std::string tail = t.substr(t.size() - 3);
+  if (tail == "ms2") return 1;
+  if (tail == "ms3") return 2;
+  return 0;
+}
+
+class MgfDriver {
+ public:
+  MgfDriver(IUnknown* pSelf, RunState& state, CleanParams& params)
+      : state_(state), params_(params), frame_(pSelf, state) {}
+
+  HRESULT Run() {
+    const std::list<std::string>& files = params_.pFileList->lstFiles;
+    if (files.empty()) return S_OK;
+    HRESULT hr = frame_.Open(params_);
+    if (FAILED(hr)) return hr;
+    try {
+      hr = RunFiles();
+    } catch (const CFileException& e) {
+      e.ReportError();
+      hr = E_UNEXPECTED;
+    } catch (const std::exception& e) {
+      ShowError(e.what());
+      hr = E_UNEXPECTED;
+    }
+    CloseAll();
+    frame_.Close();
+    return hr;
+  }
+
+ private:
+  bool SeparateBad() const { return params_.bExportBad && params_.nBadSpectraAction == 1; }
+
+  HRESULT RunFiles() {
+    if (params_.bMergeOutput) {
+      // The general pair is made at the start of every merged run, whatever
+      // the levels of the inputs and whatever becomes of bad spectra.
+      const std::string folder = params_.strOutputFolder;
+      if (!OpenOutput(merged_[0].pClean, folder + "SpectraMerged_c.mgf",
+                      "the file pfCleanExportM could not be created") ||
+          !OpenOutput(merged_[0].pBad, folder + kBadFolder + "SpectraMerged_b.mgf",
+                      "the file pfBadExportM could not be created"))
+        return E_UNEXPECTED;
+      merged_[0].bOpened = true;
+    }
+    const std::list<std::string>& files = params_.pFileList->lstFiles;
+    const std::list<std::int32_t>& rows = params_.pFileList->lstRows;
+    auto row = rows.begin();
+    for (const std::string& path : files) {
+      const std::int32_t nRow = row != rows.end() ? *row : 0;
+      if (row != rows.end()) ++row;
+      const HRESULT hr = CleanInput(path, nRow);
+      if (hr != S_OK) return hr;
+    }
+    return S_OK;
+  }
+
+  HRESULT CleanInput(const std::string& path, std::int32_t nRow) {
+    SendToHost(params_, PM_ROW_BEGIN, static_cast<WPARAM>(nRow));
+    const unsigned nTotal = CountMgfSpectra(path.c_str());
+    SendToHost(params_, PM_STEP_TOTAL, nTotal);
+    unsigned nDone = 0;
+
+    CFileException error;
+    if (!input_.Open(path, kReadDenyWrite, &error)) {
+      error.ReportError();
+      return E_UNEXPECTED;
+    }
+
+    const FilePath inputPath(path);
+    const std::string folder = inputPath.GetFolder(true).GetString();
+    OutputPair* pPair = nullptr;
+    if (!params_.bMergeOutput) {
+      const std::string title = inputPath.GetFileTitle();
+      const std::string ext = inputPath.GetExtension();
+      perInput_ = OutputPair{};
+      if (!OpenOutput(perInput_.pClean, params_.strOutputFolder + title + "_c." + ext,
+                      "the file pfCleanExportM could not be created"))
+        return E_UNEXPECTED;
+      if (SeparateBad() &&
+          !OpenOutput(perInput_.pBad,
+                      params_.strOutputFolder + kBadFolder + title + "_bad_c." + ext,
+                      "the file pfBadExportM could not be created"))
+        return E_UNEXPECTED;
+      perInput_.bOpened = true;
+      pPair = &perInput_;
+    } else {
+      const int nLevel = MsLevelOfTitle(inputPath.GetFileTitle());
+      pPair = &merged_[nLevel];
+      if (!pPair->bOpened) {
+        const char* tag = nLevel == 1 ? "ms2" : "ms3";
+        const std::string cleanName = Format("SpectraMerged_%s_c.mgf", tag);
+        const std::string badName = Format("SpectraMerged_%s_b.mgf", tag);
+        if (!OpenOutput(pPair->pClean, params_.strOutputFolder + cleanName,
+                        Format("the file pfCleanExportM_%s could not be created", tag)))
+          return E_UNEXPECTED;
+        if (SeparateBad() &&
+            !OpenOutput(pPair->pBad, params_.strOutputFolder + kBadFolder + badName,
+                        Format("the file pfBadExportM_%s could not be created", tag)))
+          return E_UNEXPECTED;
+        pPair->bOpened = true;
+      }
+    }
+
+    // Only merged outputs of runs that came from raw files name the source of
+    // each block.
+    const std::string comment =
+        params_.pRawOptions != nullptr && params_.bMergeOutput ? path : std::string();
+    const std::int32_t nExportOption =
+        params_.pRawOptions != nullptr ? params_.pRawOptions->nExportOption : 2;
+
+    Dta dtaIn;
+    Dta dtaOut;
+    for (;;) {
+      // The counter never passes the last spectrum the count found, so a
+      // host's bar can't overrun (0 for a file of none).
+      SendToHost(params_, PM_STEP_BEGIN, std::min(nDone, nTotal - 1u), TextParam(path.c_str()));
+      dtaIn.Clear();
+      dtaOut.Clear();
+      dtaIn.strPath = folder;
+      const HRESULT hr = state_.pImportMSMS->ImportMgf(&input_, &dtaIn);
+      WriteLogRule(params_, dtaIn.strTitle);
+      if (FAILED(hr)) {
+        ShowError("Couldn't import data");
+        return hr;
+      }
+      state_.bEnoughPeaks = dtaIn.GetPeakCount() > 2;
+      if (hr == S_FALSE) break;
+
+      if (state_.bEnoughPeaks) {
+        // The cleaned spectrum keeps the identity of the one it came from.
+        dtaOut.strPath = folder;
+        dtaOut.strTitle = dtaIn.strTitle;
+        dtaOut.vHeaderLines = dtaIn.vHeaderLines;
+        dtaOut.dPrecursorIntensity = dtaIn.dPrecursorIntensity;
+        int nResult = 1;
+        if (params_.bSkipCleaning) dtaOut = dtaIn;
+        else nResult = CleanSpectrum(state_, dtaIn, &params_, dtaOut);
+        const HRESULT hrWrite = WriteSpectrum(*pPair, nResult, dtaIn, dtaOut, comment, nExportOption);
+        if (FAILED(hrWrite)) return hrWrite;
+      }
+
+      ++nDone;
+      SendToHost(params_, PM_STEP_DONE, nDone);
+      if (StopRequested(params_)) return E_ABORT;
+    }
+
+    input_.Close();
+    if (!params_.bMergeOutput) ClosePair(perInput_);
+    SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(nRow));
+    return S_OK;
+  }
+
+  HRESULT WriteSpectrum(OutputPair& pair, int nResult, Dta& dtaIn, Dta& dtaOut,
+                        const std::string& comment, std::int32_t nExportOption) {
+    if (pair.pClean == nullptr) {
+      ShowError("Error accessing export file");
+      return E_UNEXPECTED;
+    }
+    IExportMSMS* pExport = state_.pExportMSMS;
+    if (nResult < 4) {
+      pExport->ExportMgf(pair.pClean.get(), &dtaOut, nExportOption, comment);
+      return S_OK;
+    }
+    if (!params_.bExportBad) return S_OK;
+    switch (params_.nBadSpectraAction) {
+      case 0:
+        pExport->ExportMgf(pair.pClean.get(), &dtaOut, 2, std::string());
+        return S_OK;
+      case 1:
+        if (pair.pBad == nullptr) {
+          ShowError("Error accessing export file");
+          return E_UNEXPECTED;
+        }
+        // A separated bad spectrum is the spectrum as it was read.
+        pExport->ExportMgf(pair.pBad.get(), &dtaIn, nExportOption, comment);
+        return S_OK;
+      default:
+        return S_OK;
+    }
+  }
+
+  // Creates (or empties) an output file. On failure shows boxText as a plain
+  // box and answers false.
+  static bool OpenOutput(std::unique_ptr<CStdioFile>& slot, const std::string& path,
+                         const std::string& boxText) {
+    auto file = std::make_unique<CStdioFile>();
+    if (!file->Open(path, kCreateWrite)) {
+      ShowPlain(boxText);
+      return false;
+    }
+    slot = std::move(file);
+    return true;
+  }
+
+  static void CloseFile(CStdioFile& file) {
+    try {
+      file.Close();
+    } catch (const CFileException& e) {
+      e.ReportError();
+    }
+  }
+
+  void ClosePair(OutputPair& pair) {
+    if (pair.pClean) CloseFile(*pair.pClean);
+    if (pair.pBad && pair.pBad->IsOpen()) {
+      // A bad file that got nothing isn't left behind.
+      const bool bEmpty = SeparateBad() && pair.pBad->GetLength() == 0;
+      CloseFile(*pair.pBad);
+      if (bEmpty && std::remove(pair.pBad->GetFilePath().c_str()) != 0)
+        ShowError("Could not delete empty bad spectra file !");
+    }
+    pair = OutputPair{};
+  }
+
+  // Every way out: the input, the outputs of the input in hand, and the
+  // merged pairs in the order general, MS2, MS3.
+  void CloseAll() {
+    if (input_.IsOpen()) CloseFile(input_);
+    ClosePair(perInput_);
+    for (OutputPair& pair : merged_) ClosePair(pair);
+  }
+
+  RunState& state_;
+  CleanParams& params_;
+  RunFrame frame_;
+  CStdioFile input_;
+  OutputPair perInput_;
+  OutputPair merged_[3];  // general, MS2, MS3
+};
+
+}  // namespace
+
+HRESULT CleanMgfFiles(IUnknown* pSelf, RunState& state, CleanParams* pParams) {
+  if (pParams == nullptr || pParams->pFileList == nullptr) return E_POINTER;
+  MgfDriver driver(pSelf, state, *pParams);
+  return driver.Run();
+}
+
+}  // namespace orvane

@@ -1,0 +1,45 @@
+#include "cleaning/run_log.h"
+
+#include <cerrno>
+#include <string>
+
+#include "platform/reporter.h"
+#include "platform/text_file.h"
+
+namespace orvane {
+
+void WriteLog(const CleanParams& params, std::string_view text) {
+  if (!params.bWriteLog) return;
+  if (params.pLogFile == nullptr) throw CFileException("", EBADF, "no log file is open");
+  params.pLogFile->WriteString(text);
+}
+
+void WriteLogRule(const CleanParams& params, std::string_view name) {
+  if (!params.bWriteLog) return;
+  std::string piece = "\n---------------------------------------------------------------\n";
+  piece.append(name);
+  piece += '\n';
+  WriteLog(params, piece);
+}
+
+void WriteLogHead(const CleanParams& params) {
+  if (!params.bWriteLog) return;
+  try {
+    WriteLog(params, kLogTitle);
+    DumpCleanParams(params);
+  } catch (...) {
+    ShowError("Couldn't write to the Log File");
+  }
+}
+
+void SendToHost(const CleanParams& params, unsigned message, WPARAM wParam, LPARAM lParam) {
+  if (params.hProgressWnd != nullptr) params.hProgressWnd->Send(message, wParam, lParam);
+}
+
+bool StopRequested(const CleanParams& params) {
+  if (params.pCancelEvent == nullptr || !params.pCancelEvent->IsSignalled()) return false;
+  if (params.hProgressWnd != nullptr) params.hProgressWnd->Post(PM_CANCELLED, 0, 0);
+  return true;
+}
+
+}  // namespace orvane
