@@ -1,5 +1,6 @@
 #include "spectrum/dta.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -50,33 +51,53 @@ void Dta::SetEquidistant(bool bFlag, double dStep) {
   nSampling = static_cast<std::int32_t>(1.0 / dStep);
 }
 
+namespace {
+
+// Truncation toward zero to a 32-bit int, saturating outside the range and 0
+// for NaN, so no mass a host hands in can reach an undefined conversion.
+std::int64_t TruncInt32(double dValue) {
+  if (std::isnan(dValue)) return 0;
+  if (dValue >= 2147483647.0) return 2147483647;
+  if (dValue <= -2147483648.0) return -2147483648LL;
+  return static_cast<std::int32_t>(dValue);
+}
+
+}  // namespace
+
 bool Dta::HasPeakNear(double dMassIn, double dTolerance) const {
-  if (nPeaks == 0) return false;
+  const std::size_t n = std::min<std::size_t>({nPeaks, vMass.size(), vIntensity.size()});
+  if (n == 0) return false;
   if (!bEquidistant) {
-    for (std::uint32_t i = 0; i < nPeaks; ++i)
+    // Any mass within the tolerance, the bound included.
+    for (std::size_t i = 0; i < n; ++i)
       if (std::fabs(vMass[i] - dMassIn) <= dTolerance) return true;
     return false;
   }
+  // On the grid: any signal in the 2 * tolerance * nSampling points from
+  // tolerance * nSampling points below the point of dMassIn.
   const double s = nSampling;
-  const long i0 = static_cast<long>((dMassIn - vMass[0]) * s);
-  double loD = static_cast<double>(i0) - s * dTolerance;
-  if (loD < 0) loD = 0;
-  const long lo = static_cast<long>(loD);
-  long hi = lo + static_cast<long>(2.0 * dTolerance * s);
-  if (hi > static_cast<long>(nPeaks)) hi = static_cast<long>(nPeaks);
-  for (long i = lo; i < hi; ++i)
+  const std::int64_t i0 = TruncInt32((dMassIn - vMass[0]) * s);
+  double dLow = static_cast<double>(i0) - s * dTolerance;
+  if (dLow < 0) dLow = 0;
+  const std::int64_t lo = TruncInt32(dLow);
+  std::int64_t hi = lo + TruncInt32(2.0 * dTolerance * s);
+  if (hi > static_cast<std::int64_t>(n)) hi = static_cast<std::int64_t>(n);
+  for (std::int64_t i = lo; i < hi; ++i)
     if (vIntensity[static_cast<std::size_t>(i)] > 0) return true;
   return false;
 }
 
 int Dta::BlankCluster(double dMassIn, int nColumns, int nSamplingIn) {
-  if (nPeaks == 0) return 0;
+  const std::int64_t n = std::min<std::size_t>({nPeaks, vMass.size(), vIntensity.size()});
+  if (n == 0) return 0;
   const double s = nSamplingIn;
-  const long start = static_cast<long>(std::trunc(std::trunc(s * dMassIn) - s * vMass[0]));
-  long end = start + nColumns;
-  if (end > static_cast<long>(nPeaks) - 1) end = static_cast<long>(nPeaks) - 1;
+  // The grid index of dMassIn, counted from the first point; the spectrum's
+  // very last point is never blanked.
+  const std::int64_t start = TruncInt32(static_cast<double>(TruncInt32(s * dMassIn)) - s * vMass[0]);
+  std::int64_t end = start + nColumns;
+  if (end > n - 1) end = n - 1;
   int count = 0;
-  for (long k = start < 0 ? 0 : start; k < end; ++k) {
+  for (std::int64_t k = start < 0 ? 0 : start; k < end; ++k) {
     double& v = vIntensity[static_cast<std::size_t>(k)];
     if (v > 0) ++count;
     v = 0.0;

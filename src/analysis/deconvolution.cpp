@@ -1,0 +1,51 @@
+// Deconvolution of found isotope clusters: each cluster becomes one peak at
+// the mass its fragment has with a single charge, and its grid points are
+// blanked in the dense copy so that the folding of the pipeline drops them.
+#include <functional>
+#include <memory>
+
+#include "analysis/analysis.h"
+#include "platform/format.h"
+
+namespace orvane {
+namespace {
+
+// Points per mass unit of the grid the templates are sampled on.
+constexpr int kGridPointsPerUnit = 20;
+
+// Whether the cluster's intensity position lies in the dense spectrum.
+bool PointsInto(const Dta& dense, const std::vector<double>::iterator& it) {
+  const double* p = std::to_address(it);
+  const double* begin = dense.vIntensity.data();
+  const double* end = begin + dense.vIntensity.size();
+  return !std::less<const double*>()(p, begin) && std::less<const double*>()(p, end);
+}
+
+}  // namespace
+
+HRESULT Deconvolute(Dta* pDense, const ClusterList* pClusters, const IsotopeTemplates* pTemplates,
+                    bool bWriteLog, CStdioFile* pLogFile, DeconvolutedPeakList* pPeaks) {
+  if (pDense == nullptr || pClusters == nullptr || pTemplates == nullptr || pPeaks == nullptr)
+    return E_POINTER;
+  const bool bLog = bWriteLog && pLogFile != nullptr;
+  const int z = pTemplates->GetCharge();
+  if (bLog && !pClusters->empty())
+    pLogFile->WriteString(Format("\t-Deconvolution algorithm detected %d-fold charged peaks:\n", z));
+
+  for (const ClusterRef& ref : *pClusters) {
+    if (!PointsInto(*pDense, ref.itIntensity)) continue;
+    const double m = *ref.itMass;
+    // Each of the z charges counts as 1.0; one is put back.
+    const double dNewMass = z * (m - 1.0) + 1.0;
+    // The intensity of the cluster's first point, read before blanking.
+    pPeaks->push_back(DeconvolutedPeak{dNewMass, *ref.itIntensity});
+    pDense->BlankCluster(m, pTemplates->GetColumns(), kGridPointsPerUnit);
+    if (bLog)
+      pLogFile->WriteString(
+          Format("\t\t%d-fold charged peak cluster deconvoluted: %8.2f Da --> %8.2f\n", z, m,
+                 dNewMass));
+  }
+  return S_OK;
+}
+
+}  // namespace orvane
