@@ -1,9 +1,374 @@
+// MGF reading and writing.
+//
+// Reading is line by line through CStdioFile::ReadString with a limit of 255,
+// so one read delivers at most 254 characters; in the classic dialect the rest
+// of a longer line is read as a line of its own. Tokens are cut at any of
+// " ,+=\n\t" by a scanner that keeps its position in the caller's frame, so
+// several files may be read at once on several threads.
+//
+// The classic dialect knows the three tags TITLE, CHARGE and PEPMASS and takes
+// every other line of a block for a peak. The modern dialect reads what
+// today's converters write: whole titles, KEY=VALUE header lines kept with the
+// spectrum, the first charge of a charge list and the precursor intensity.
+
 #include "spectrum/mgf_file.h"
 
-namespace orvane {
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
 
-HRESULT ImportMgf(CStdioFile*, Dta*, MgfDialect) { return E_NOTIMPL; }
-HRESULT ExportMgf(CStdioFile*, const Dta*, const std::string&, MgfDialect) { return E_NOTIMPL; }
-unsigned CountMgfSpectra(const char*) { return 0; }
+#include "platform/format.h"
+#include "platform/reporter.h"
+
+namespace orvane {
+namespace {
+
+// One read delivers at most 254 characters.
+constexpr unsigned kReadLimit = 255;
+// A modern logical line longer than this keeps only its first part: it bounds
+// the memory a broken file without line ends can take.
+constexpr std::size_t kMaxModernLine = 1 << 16;
+
+// A set of delimiter characters as a lookup table.
+class Delimiters {
+ public:
+  constexpr explicit Delimiters(std::string_view chars) {
+    for (char c : chars) table_[static_cast<unsigned char>(c)] = true;
+  }
+  constexpr bool operator()(char c) const { return table_[static_cast<unsigned char>(c)]; }
+
+ private:
+  std::array<bool, 256> table_{};
+};
+
+constexpr Delimiters kTokenDelims(" ,+=\n\t");
+constexpr Delimiters kFileNameDelims(".,");
+
+// Cuts a zero-terminated, writable text into tokens the way strtok does
+// (a run of delimiters counts as one, leading delimiters are skipped, the
+// delimiter behind a token is overwritten with '\0'), but with its position
+// held here rather than in a static.
+class Tokenizer {
+ public:
+  explicit Tokenizer(char* text) : next_(text) {}
+
+  // The next token, or nullptr when only delimiters are left.
+  char* Next(const Delimiters& delims) {
+    if (next_ == nullptr) return nullptr;
+    char* s = next_;
+    while (*s != '\0' && delims(*s)) ++s;
+    if (*s == '\0') {
+      next_ = nullptr;
+      return nullptr;
+    }
+    char* e = s;
+    while (*e != '\0' && !delims(*e)) ++e;
+    if (*e == '\0') {
+      next_ = nullptr;
+    } else {
+      *e = '\0';
+      next_ = e + 1;
+    }
+    return s;
+  }
+
+ private:
+  char* next_;
+};
+
+// atof of a zero-terminated token. The common case, a plain decimal number
+// that fills the whole token, goes through from_chars (correctly rounded,
+// like strtod); everything else (hexadecimal, leading white space, trailing
+// text, out of range) goes to strtod itself, so the value is always atof's.
+double ParseDouble(const char* token, std::size_t length) {
+  double value = 0.0;
+  const auto [end, ec] = std::from_chars(token, token + length, value);
+  if (ec == std::errc() && end == token + length) return value;
+  return std::strtod(token, nullptr);
+}
+
+double ParseDouble(const char* token) { return ParseDouble(token, std::strlen(token)); }
+
+// Whether atof would read a number from the start of the token rather than
+// give 0.0 for a word.
+bool StartsWithNumber(const char* token) {
+  if (*token >= '0' && *token <= '9') return true;
+  char* end = nullptr;
+  std::strtod(token, &end);
+  return end != token;
+}
+
+bool StartsWith(const char* text, const char* prefix, std::size_t prefixLength) {
+  return std::strncmp(text, prefix, prefixLength) == 0;
+}
+
+// ---------------------------------------------------------------- classic
+
+HRESULT ImportClassic(CStdioFile* pFile, Dta* pDta) {
+  char line[kReadLimit];
+  for (;;) {
+    if (pFile->ReadString(line, kReadLimit) == nullptr) return S_FALSE;
+    if (StartsWith(line, "BEGIN IONS", 10)) break;
+  }
+  for (;;) {
+    if (pFile->ReadString(line, kReadLimit) == nullptr) return S_FALSE;
+    if (StartsWith(line, "END IONS", 8)) return S_OK;
+    if (line[0] == '\0' || line[0] == '\n') continue;
+
+    Tokenizer tokens(line);
+    const char* t = tokens.Next(kTokenDelims);
+    if (t == nullptr) continue;  // only delimiters
+    if (std::strcmp(t, "TITLE") == 0) {
+      const char* u = tokens.Next(kTokenDelims);
+      if (u == nullptr) continue;
+      if (std::strcmp(u, "File:") == 0) {
+        // "File: run17.raw, scan 12": the name up to the first dot or comma,
+        // with the mass and charge the record holds at this moment.
+        const char* v = tokens.Next(kFileNameDelims);
+        if (v == nullptr) continue;
+        pDta->strTitle = Format("%s.%6.6f.%d.dta", v, pDta->dMass, pDta->nCharge);
+      } else {
+        pDta->strTitle = u;
+      }
+    } else if (std::strcmp(t, "CHARGE") == 0) {
+      // "+" is a delimiter and atoi stops at "-": "2+" and "2-" both give 2.
+      const char* u = tokens.Next(kTokenDelims);
+      if (u == nullptr) continue;
+      pDta->nCharge = std::atoi(u);
+    } else if (std::strcmp(t, "PEPMASS") == 0) {
+      // Only the first number; a precursor intensity behind it is not read.
+      const char* u = tokens.Next(kTokenDelims);
+      if (u == nullptr) continue;
+      pDta->dMass = ParseDouble(u);
+    } else {
+      // Any other line is a peak; a word reads as 0.0 and is stored as such.
+      const char* u = tokens.Next(kTokenDelims);
+      if (u == nullptr) continue;  // one token: no intensity to pair it with
+      pDta->AddPeak(ParseDouble(t), ParseDouble(u));
+    }
+  }
+}
+
+// ---------------------------------------------------------------- modern
+
+// Reads one whole line: the pieces of an over-long line are joined again (up
+// to kMaxModernLine characters). *ppLine points into buffer or into joined and
+// stays valid until the next call. False at the end of the file.
+bool ReadLogicalLine(CStdioFile* pFile, char (&buffer)[kReadLimit], std::string& joined,
+                     char** ppLine) {
+  char* piece = pFile->ReadString(buffer, kReadLimit);
+  if (piece == nullptr) return false;
+  std::size_t n = std::strlen(piece);
+  auto complete = [](const char* p, std::size_t len) {
+    return len < kReadLimit - 1 || p[len - 1] == '\n';
+  };
+  if (complete(piece, n)) {
+    *ppLine = piece;
+    return true;
+  }
+  joined.assign(piece, n);
+  for (;;) {
+    piece = pFile->ReadString(buffer, kReadLimit);
+    if (piece == nullptr) break;
+    n = std::strlen(piece);
+    if (joined.size() < kMaxModernLine)
+      joined.append(piece, std::min(n, kMaxModernLine - joined.size()));
+    if (complete(piece, n)) break;
+  }
+  *ppLine = joined.data();
+  return true;
+}
+
+bool IsSpace(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+
+bool IsKeyStart(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+bool IsKeyChar(char c) { return IsKeyStart(c) || (c >= '0' && c <= '9') || c == '_'; }
+
+// Length of the KEY of a "KEY=VALUE" line (letters, digits and underscores,
+// starting with a letter, directly followed by "="); 0 for any other line.
+std::size_t KeyLength(const char* line) {
+  if (!IsKeyStart(line[0])) return 0;
+  std::size_t n = 1;
+  while (IsKeyChar(line[n])) ++n;
+  return line[n] == '=' ? n : 0;
+}
+
+// "2+", "2+ and 3+", "2+,3+", "3-": the first charge of the list, with its sign.
+void ReadModernCharge(char* value, Dta* pDta) {
+  Tokenizer tokens(value);
+  const char* t = tokens.Next(kTokenDelims);
+  if (t == nullptr) return;
+  pDta->nCharge = std::atoi(t);
+  const char* p = t;
+  if (*p == '-') ++p;
+  while (*p >= '0' && *p <= '9') ++p;
+  pDta->cChargeSign = *p == '-' ? '-' : '+';
+}
+
+// "PEPMASS=mz" or "PEPMASS=mz intensity".
+void ReadModernPepmass(char* value, Dta* pDta) {
+  Tokenizer tokens(value);
+  const char* mz = tokens.Next(kTokenDelims);
+  if (mz == nullptr) return;
+  pDta->dMass = ParseDouble(mz);
+  if (const char* intensity = tokens.Next(kTokenDelims)) pDta->dPrecursorIntensity = ParseDouble(intensity);
+}
+
+// A line of a block that is no KEY=VALUE line: the classic tags written with
+// blanks ("CHARGE 2+"), or a peak. Words are not peaks here.
+void ReadModernOtherLine(char* line, Dta* pDta) {
+  Tokenizer tokens(line);
+  const char* t = tokens.Next(kTokenDelims);
+  if (t == nullptr) return;
+  if (std::strcmp(t, "TITLE") == 0 || std::strcmp(t, "CHARGE") == 0 ||
+      std::strcmp(t, "PEPMASS") == 0) {
+    const char* u = tokens.Next(kTokenDelims);
+    if (u == nullptr) return;
+    if (t[0] == 'T') pDta->strTitle = u;
+    else if (t[0] == 'C') pDta->nCharge = std::atoi(u);
+    else pDta->dMass = ParseDouble(u);
+    return;
+  }
+  if (!StartsWithNumber(t)) return;
+  const char* u = tokens.Next(kTokenDelims);
+  if (u == nullptr) return;
+  pDta->AddPeak(ParseDouble(t), ParseDouble(u));
+}
+
+HRESULT ImportModern(CStdioFile* pFile, Dta* pDta) {
+  char buffer[kReadLimit];
+  std::string joined;
+  char* line = nullptr;
+  for (;;) {
+    if (!ReadLogicalLine(pFile, buffer, joined, &line)) return S_FALSE;
+    if (StartsWith(line, "BEGIN IONS", 10)) break;
+  }
+  for (;;) {
+    if (!ReadLogicalLine(pFile, buffer, joined, &line)) return S_FALSE;
+    if (StartsWith(line, "END IONS", 8)) return S_OK;
+
+    // Trim white space (and a CR a foreign line end left) at both ends.
+    char* s = line;
+    while (*s == ' ' || *s == '\t') ++s;
+    std::size_t length = std::strlen(s);
+    while (length > 0 && IsSpace(s[length - 1])) --length;
+    s[length] = '\0';
+    if (length == 0) continue;
+    if (std::strchr("#;!/", s[0]) != nullptr) continue;  // comment lines
+
+    const std::size_t keyLength = KeyLength(s);
+    if (keyLength == 0) {
+      ReadModernOtherLine(s, pDta);
+      continue;
+    }
+    const std::string_view key(s, keyLength);
+    char* value = s + keyLength + 1;
+    if (key == "TITLE") {
+      pDta->strTitle.assign(value, length - keyLength - 1);
+    } else if (key == "CHARGE") {
+      ReadModernCharge(value, pDta);
+    } else if (key == "PEPMASS") {
+      ReadModernPepmass(value, pDta);
+    } else {
+      pDta->vHeaderLines.emplace_back(s, length);
+    }
+  }
+}
+
+// ---------------------------------------------------------------- writing
+
+// printf's "%W.3f", without going through printf: to_chars with a precision
+// is defined to give printf's digits, and it is several times faster.
+void AppendFixed3(std::string& out, double value, std::size_t width) {
+  char digits[400];  // the widest double in fixed notation takes 309 digits
+  const auto result = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 3);
+  const std::size_t n = static_cast<std::size_t>(result.ptr - digits);
+  if (n < width) out.append(width - n, ' ');
+  out.append(digits, n);
+}
+
+// The shortest text that reads back as the same double.
+void AppendShortest(std::string& out, double value) {
+  char digits[64];
+  const auto result = std::to_chars(digits, digits + sizeof digits, value);
+  out.append(digits, static_cast<std::size_t>(result.ptr - digits));
+}
+
+}  // namespace
+
+HRESULT ImportMgf(CStdioFile* pFile, Dta* pDta, MgfDialect dialect) {
+  try {
+    return dialect == MgfDialect::Modern ? ImportModern(pFile, pDta) : ImportClassic(pFile, pDta);
+  } catch (const CFileException& e) {
+    // A read error ends the file as its end would: callers stop on S_FALSE.
+    e.ReportError();
+    return S_FALSE;
+  }
+}
+
+HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComment,
+                  MgfDialect dialect) {
+  const unsigned nPeaks = pDta->GetPeakCount();
+  std::string block;
+  block.reserve(96 + strComment.size() + pDta->strTitle.size() + 20 * std::size_t{nPeaks});
+  if (!strComment.empty()) AppendFormat(block, "\n# %s \n", strComment.c_str());
+  block += "\nBEGIN IONS\n";
+  block += "TITLE=";
+  block += pDta->strTitle;
+  block += '\n';
+  if (dialect == MgfDialect::Modern) {
+    // A charge of 0 means "not known": no CHARGE line says that to a reader.
+    if (pDta->nCharge != 0) AppendFormat(block, "CHARGE=%d%c\n", pDta->nCharge, pDta->GetChargeSign());
+    AppendFormat(block, "PEPMASS=%.6f", pDta->dMass);
+    if (pDta->dPrecursorIntensity != 0.0) {
+      block += ' ';
+      AppendShortest(block, pDta->dPrecursorIntensity);
+    }
+    block += '\n';
+    for (const std::string& header : pDta->vHeaderLines) {
+      block += header;
+      block += '\n';
+    }
+  } else {
+    AppendFormat(block, "CHARGE=%d%c\n", pDta->nCharge, pDta->GetChargeSign());
+    AppendFormat(block, "PEPMASS=%.6f\n", pDta->dMass);
+  }
+  for (unsigned i = 0; i < nPeaks; ++i) {
+    const double intensity = pDta->GetIntensity(i);
+    if (intensity == 0.0) continue;
+    // "%7.3lf %9.3lf\n"
+    AppendFixed3(block, pDta->GetMass(i), 7);
+    block += ' ';
+    AppendFixed3(block, intensity, 9);
+    block += '\n';
+  }
+  block += "END IONS\n";
+  pFile->WriteString(block);
+  return S_OK;
+}
+
+unsigned CountMgfSpectra(const char* pszPath) {
+  CStdioFile file;
+  CFileException error;
+  if (!file.Open(pszPath, CStdioFile::modeRead | CStdioFile::shareDenyWrite, &error)) {
+    error.ReportError();
+    return 0;
+  }
+  unsigned count = 0;
+  char line[kReadLimit];
+  try {
+    while (file.ReadString(line, kReadLimit) != nullptr)
+      if (std::strcmp(line, "BEGIN IONS\n") == 0) ++count;
+  } catch (const CFileException& e) {
+    e.ReportError();
+  }
+  file.Close();
+  return count;
+}
 
 }  // namespace orvane
