@@ -1,7 +1,0 @@
-#include "cleaning/drivers.h"
-
-namespace orvane {
-
-HRESULT CleanRawFiles(IUnknown*, RunState&, CleanParams*) { return E_NOTIMPL; }
-
-}  // namespace orvane
