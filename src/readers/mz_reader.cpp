@@ -1,0 +1,297 @@
+#include "readers/mz_reader.h"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+
+#include "platform/reporter.h"
+#include "readers/filter_text.h"
+
+namespace orvane {
+
+bool IsRawInput(const std::string& path) {
+  std::string lower(path);
+  for (auto& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  auto endsWith = [&](const std::string& s, const char* suffix) {
+    std::string x(suffix);
+    return s.size() > x.size() && s.compare(s.size() - x.size(), x.size(), x) == 0;
+  };
+  if (endsWith(lower, ".gz")) lower.resize(lower.size() - 3);
+  return endsWith(lower, ".mzml") || endsWith(lower, ".mzxml");
+}
+
+std::unique_ptr<IRawReader> MakeRawReader(const std::string& path) {
+  if (!IsRawInput(path)) {
+    throw std::invalid_argument("not an mzML or mzXML file (.mzML, .mzXML, optionally .gz): " + path);
+  }
+  return std::make_unique<readers::MzReader>();
+}
+
+namespace readers {
+
+MzReader::MzReader(std::size_t cacheSize) : cacheSize_(std::max<std::size_t>(cacheSize, 1)) {}
+
+MzReader::~MzReader() = default;
+
+long MzReader::OpenRawFile(const std::string& strPath) {
+  CloseRawFile();
+  lastError_.clear();
+  long status = 1;
+  try {
+    source_ = OpenByteSource(strPath);
+    status = 2;
+    ScanFile(*source_, strPath, &table_);
+  } catch (const std::exception& e) {
+    lastError_ = e.what();
+    CloseRawFile();
+    ShowError(lastError_);
+    return status;
+  }
+  path_ = strPath;
+  byScan_.clear();
+  byScan_.reserve(table_.spectra.size());
+  for (std::size_t i = 0; i < table_.spectra.size(); ++i) {
+    byScan_.emplace_back(table_.spectra[i].nScan, static_cast<int>(i));
+  }
+  std::sort(byScan_.begin(), byScan_.end());
+  return 0;
+}
+
+void MzReader::CloseRawFile() {
+  source_.reset();
+  table_ = ScanTable{};
+  byScan_.clear();
+  byScan_.shrink_to_fit();
+  cache_.clear();
+  cache_.shrink_to_fit();
+  path_.clear();
+}
+
+const ScanTable& MzReader::Table() const {
+  if (!source_) throw std::runtime_error("no raw file is open");
+  return table_;
+}
+
+void MzReader::SelectController(long nControllerType, long nControllerNumber) {
+  Table();
+  if (nControllerType != 0 || nControllerNumber != 1) {
+    throw std::runtime_error("an mzML or mzXML file has one controller, the mass spectrometer "
+                             "(0, 1); asked for (" +
+                             std::to_string(nControllerType) + ", " +
+                             std::to_string(nControllerNumber) + ")");
+  }
+}
+
+void MzReader::GetSpectrumCount(long* pnCount) {
+  *pnCount = static_cast<long>(Table().spectra.size());
+}
+
+void MzReader::GetFirstScan(long* pnScan) {
+  Table();
+  *pnScan = byScan_.empty() ? 0 : byScan_.front().first;
+}
+
+void MzReader::GetLastScan(long* pnScan) {
+  Table();
+  *pnScan = byScan_.empty() ? 0 : byScan_.back().first;
+}
+
+int MzReader::Find(long nScan) const {
+  Table();
+  if (byScan_.empty() || nScan < byScan_.front().first || nScan > byScan_.back().first) {
+    throw std::runtime_error(
+        "scan " + std::to_string(nScan) + " is not in " + path_ +
+        (byScan_.empty() ? std::string(" (it holds no spectra)")
+                         : " (scans " + std::to_string(byScan_.front().first) + " to " +
+                               std::to_string(byScan_.back().first) + ")"));
+  }
+  auto it = std::lower_bound(byScan_.begin(), byScan_.end(), std::make_pair(nScan, -1));
+  if (it == byScan_.end() || it->first != nScan) return -1;
+  return it->second;
+}
+
+std::string MzReader::Name(int index) const {
+  const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
+  return table_.format == FileFormat::kMzml ? "spectrum \"" + s.strId + "\"" : "scan " + s.strId;
+}
+
+void MzReader::GetScanFilter(long nScan, std::string* pstrFilter) {
+  int index = Find(nScan);
+  *pstrFilter = index < 0 ? std::string(kGapFilter) : FilterText(table_, index);
+}
+
+void MzReader::DecodePeaks(int index, RawPeakList* peaks) {
+  const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
+  peaks->clear();
+  auto read = [&](const ArrayText& a, long count, const char* what) {
+    source_->ReadAt(a.offset, static_cast<std::size_t>(a.length), &text_);
+    return DecodeNumbers(text_, a.encoding, count, std::string(what) + " of " + Name(index) +
+                                                       " in " + path_,
+                         a.nCompressedLength);
+  };
+  if (s.bInterleaved) {
+    if (!s.mz.bPresent) {
+      if (s.nDeclaredCount > 0) {
+        throw std::runtime_error(Name(index) + " in " + path_ + " declares " +
+                                 std::to_string(s.nDeclaredCount) + " peaks but has no peaks element");
+      }
+      return;
+    }
+    std::vector<double> values = read(s.mz, s.mz.nCount, "the peaks");
+    if (values.size() % 2 != 0) {
+      throw std::runtime_error("the peaks of " + Name(index) + " in " + path_ +
+                               " hold an odd number of values");
+    }
+    peaks->resize(values.size() / 2);
+    for (std::size_t i = 0; i < peaks->size(); ++i) {
+      (*peaks)[i] = RawPeak{values[2 * i], values[2 * i + 1]};
+    }
+  } else {
+    if (!s.mz.bPresent && !s.intensity.bPresent) {
+      if (s.nDeclaredCount > 0) {
+        throw std::runtime_error(Name(index) + " in " + path_ + " declares " +
+                                 std::to_string(s.nDeclaredCount) + " peaks but has no arrays");
+      }
+      return;
+    }
+    if (!s.mz.bPresent || !s.intensity.bPresent) {
+      throw std::runtime_error(Name(index) + " in " + path_ + " has no " +
+                               (s.mz.bPresent ? "intensity" : "m/z") + " array");
+    }
+    std::vector<double> mz = read(s.mz, s.mz.nCount >= 0 ? s.mz.nCount : s.nDeclaredCount, "the m/z array");
+    std::vector<double> in = read(s.intensity,
+                                  s.intensity.nCount >= 0 ? s.intensity.nCount : s.nDeclaredCount,
+                                  "the intensity array");
+    if (mz.size() != in.size()) {
+      throw std::runtime_error(Name(index) + " in " + path_ + " has " + std::to_string(mz.size()) +
+                               " m/z values but " + std::to_string(in.size()) + " intensities");
+    }
+    peaks->resize(mz.size());
+    for (std::size_t i = 0; i < mz.size(); ++i) (*peaks)[i] = RawPeak{mz[i], in[i]};
+  }
+  // The engine walks mass lists in ascending mass order, as instruments give them.
+  if (!std::is_sorted(peaks->begin(), peaks->end(),
+                      [](const RawPeak& a, const RawPeak& b) { return a.dMass < b.dMass; })) {
+    std::stable_sort(peaks->begin(), peaks->end(),
+                     [](const RawPeak& a, const RawPeak& b) { return a.dMass < b.dMass; });
+  }
+}
+
+const RawPeakList& MzReader::Peaks(int index) {
+  ++tick_;
+  for (auto& e : cache_) {
+    if (e.index == index) {
+      e.lastUse = tick_;
+      return e.peaks;
+    }
+  }
+  CacheEntry* slot = nullptr;
+  if (cache_.size() < cacheSize_) {
+    if (cache_.capacity() < cacheSize_) cache_.reserve(cacheSize_);  // entries never move
+    cache_.emplace_back();
+    slot = &cache_.back();
+  } else {
+    slot = &*std::min_element(cache_.begin(), cache_.end(),
+                              [](const CacheEntry& a, const CacheEntry& b) { return a.lastUse < b.lastUse; });
+  }
+  slot->index = -1;
+  DecodePeaks(index, &slot->peaks);
+  slot->index = index;
+  slot->lastUse = tick_;
+  return slot->peaks;
+}
+
+void MzReader::CompleteHeader(int index) {
+  SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
+  if (s.nDeclaredCount >= 0 && s.totalIntensity.bSet && s.basePeakIntensity.bSet) return;
+  const RawPeakList& peaks = Peaks(index);
+  double total = 0.0;
+  double base = 0.0;
+  double baseMz = 0.0;
+  for (const auto& p : peaks) {
+    total += p.dIntensity;
+    if (p.dIntensity > base) {
+      base = p.dIntensity;
+      baseMz = p.dMass;
+    }
+  }
+  if (s.nDeclaredCount < 0) s.nDeclaredCount = static_cast<long>(peaks.size());
+  if (!s.totalIntensity.bSet) s.totalIntensity.Set(total);
+  if (!s.basePeakIntensity.bSet) {
+    s.basePeakIntensity.Set(base);
+    s.basePeakMz.Set(baseMz);
+  }
+  if (!peaks.empty()) {
+    if (!s.lowMz.bSet) s.lowMz.Set(peaks.front().dMass);
+    if (!s.highMz.bSet) s.highMz.Set(peaks.back().dMass);
+  }
+}
+
+void MzReader::GetScanHeader(long nScan, ScanHeader* pHeader) {
+  int index = Find(nScan);
+  *pHeader = ScanHeader{};
+  if (index < 0) return;
+  CompleteHeader(index);
+  const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
+  pHeader->nEntries = s.nDeclaredCount;
+  pHeader->dLowMass = s.lowMz.dValue;
+  pHeader->dHighMass = s.highMz.dValue;
+  pHeader->dStartTime = s.retentionTime.dValue;
+  pHeader->dTotalIntensity = s.totalIntensity.dValue;
+  pHeader->dBasePeakIntensity = s.basePeakIntensity.dValue;
+  pHeader->nScanType = 0;
+  pHeader->nPolarity = s.bNegative ? 1 : 0;
+  pHeader->dBasePeakMass = s.basePeakMz.dValue;
+}
+
+void MzReader::GetMassList(long* pnScan, const std::string&, long, long, long, long, double*,
+                           RawPeakList* pList, RawPeakList* pFlags, long* pnSize) {
+  if (!pnScan || !pList || !pnSize) throw std::invalid_argument("GetMassList: null argument");
+  int index = Find(*pnScan);
+  if (pFlags) pFlags->clear();
+  if (index < 0) {
+    pList->clear();
+  } else {
+    *pList = Peaks(index);
+  }
+  *pnSize = static_cast<long>(pList->size());
+}
+
+void MzReader::GetPriorMassList(long* pnScan, const std::string&, long, long, long, long, double*,
+                                RawPeakList* pList, RawPeakList* pFlags, long* pnSize) {
+  if (!pnScan || !pList || !pnSize) throw std::invalid_argument("GetPriorMassList: null argument");
+  int index = Find(*pnScan);
+  if (pFlags) pFlags->clear();
+  pList->clear();
+  *pnSize = 0;
+  if (index < 0) return;
+  int prior = table_.spectra[static_cast<std::size_t>(index)].nPriorIndex;
+  if (prior < 0) return;
+  *pnScan = table_.spectra[static_cast<std::size_t>(prior)].nScan;
+  *pList = Peaks(prior);
+  *pnSize = static_cast<long>(pList->size());
+}
+
+void MzReader::GetScanTrailer(long nScan, const std::string& strLabel, Variant* pValue) {
+  int index = Find(nScan);
+  *pValue = Variant::Error();
+  if (index < 0) return;
+  const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
+  if (strLabel == "Monoisotopic M/Z:") {
+    if (s.monoisotopicMz.bSet) *pValue = Variant::R8(s.monoisotopicMz.dValue);
+  } else if (strLabel == "Charge State:") {
+    // The engine reads any VT_I2 here as "multiply charged" and then writes
+    // the spectrum as charge 2 and as charge 3; it never looks at the number.
+    // Anything else makes it judge the charge from the spectrum itself
+    // (intensity above the precursor), which is right for a singly charged
+    // precursor and the only choice when the file states no charge. So only a
+    // stated charge of 2 or more is handed on.
+    if (s.nCharge >= 2) {
+      *pValue = Variant::I2(static_cast<std::int16_t>(
+          std::min<int>(s.nCharge, std::numeric_limits<std::int16_t>::max())));
+    }
+  }
+}
+
+}  // namespace readers
+}  // namespace orvane

@@ -1,0 +1,109 @@
+// The raw reader of open instrument formats: mzML and mzXML files, plain or
+// gzip-compressed, behind the eleven operations the engine calls.
+//
+// OpenRawFile makes one streaming pass over the file (expat; zlib for .gz)
+// and keeps, per spectrum, only what the engine asks of it: scan number,
+// level, precursors, charge, the header numbers and the place of its peak
+// arrays in the file. The file's own index is not used: the pass builds a
+// complete offset table anyway, so an index that points elsewhere (some real
+// files have one past the end of the file) can't mislead the reader. Peaks
+// are decoded when a scan is asked for and kept in a small cache, so memory
+// stays bounded whatever the file size.
+//
+// Scan numbers come from the native ids ("scan=N", "scanId=N", "spectrum=N",
+// "index=N" counted from 1) of an mzML file, or the num attributes of an
+// mzXML file. When they don't give every spectrum a unique positive number,
+// all spectra are numbered by their position in the file, from 1. Numbers
+// between the first and the last that no spectrum carries are empty survey
+// scans to the engine: filter text kGapFilter, a zero header, no peaks, no
+// trailer values. Numbers outside that range are an error.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "raw/raw_reader.h"
+#include "readers/byte_source.h"
+#include "readers/scan_table.h"
+
+namespace orvane {
+
+// True when the path names an mzML or mzXML file, with or without ".gz"
+// (case-insensitive).
+bool IsRawInput(const std::string& path);
+
+// A reader for the raw input at path, chosen by its extension. The reader
+// opens nothing until OpenRawFile. One reader reads mzML and mzXML alike (the
+// document's root element decides), so a run over a mixed list of files can
+// use one reader. Throws std::invalid_argument for a path that is no raw input.
+std::unique_ptr<IRawReader> MakeRawReader(const std::string& path);
+
+namespace readers {
+
+// The filter text of a scan number that no spectrum of the file carries.
+inline constexpr const char* kGapFilter = "(no scan) Full ms [0.00-0.00]";
+
+class MzReader final : public IRawReader {
+ public:
+  // cacheSize: how many decoded peak lists are kept.
+  explicit MzReader(std::size_t cacheSize = 8);
+  ~MzReader() override;
+
+  // 0 when the file is open. Any other result: 1 the file can't be read, 2 its
+  // content is no readable mzML or mzXML document, or uses an encoding this
+  // reader doesn't decode. The reason is shown as an error box and kept in
+  // LastError().
+  long OpenRawFile(const std::string& strPath) override;
+  void CloseRawFile() override;
+  // Only the mass spectrometer (0, 1) exists; anything else throws.
+  void SelectController(long nControllerType, long nControllerNumber) override;
+  void GetSpectrumCount(long* pnCount) override;
+  void GetFirstScan(long* pnScan) override;
+  void GetLastScan(long* pnScan) override;
+  void GetScanFilter(long nScan, std::string* pstrFilter) override;
+  void GetMassList(long* pnScan, const std::string& strFilter, long nIntensityCutoffType,
+                   long nIntensityCutoffValue, long nMaxPeaks, long bCentroid, double* pdWidth,
+                   RawPeakList* pList, RawPeakList* pFlags, long* pnSize) override;
+  void GetPriorMassList(long* pnScan, const std::string& strFilter, long nIntensityCutoffType,
+                        long nIntensityCutoffValue, long nMaxPeaks, long bCentroid,
+                        double* pdWidth, RawPeakList* pList, RawPeakList* pFlags,
+                        long* pnSize) override;
+  void GetScanHeader(long nScan, ScanHeader* pHeader) override;
+  void GetScanTrailer(long nScan, const std::string& strLabel, Variant* pValue) override;
+
+  const std::string& LastError() const { return lastError_; }
+  bool IsOpen() const { return source_ != nullptr; }
+  // For tests and tools: what the pass found.
+  const readers::ScanTable& Table() const;
+
+ private:
+  struct CacheEntry {
+    int index = -1;
+    std::uint64_t lastUse = 0;
+    RawPeakList peaks;
+  };
+
+  // Index of the spectrum with that scan number; -1 for a gap. Throws when no
+  // file is open or the number lies outside the file's range.
+  int Find(long nScan) const;
+  const RawPeakList& Peaks(int index);
+  void DecodePeaks(int index, RawPeakList* peaks);
+  // Fills in the header numbers the file leaves out, from the peaks.
+  void CompleteHeader(int index);
+  std::string Name(int index) const;
+
+  std::size_t cacheSize_;
+  std::string path_;
+  std::unique_ptr<readers::ByteSource> source_;
+  readers::ScanTable table_;
+  std::vector<std::pair<long, int>> byScan_;  // sorted by scan number
+  std::vector<CacheEntry> cache_;
+  std::uint64_t tick_ = 0;
+  std::string text_;  // scratch for the base64 text
+  std::string lastError_;
+};
+
+}  // namespace readers
+}  // namespace orvane

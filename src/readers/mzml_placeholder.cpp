@@ -1,2 +1,0 @@
-// The file-backed raw readers (mzML, mzXML) live in this folder.
-namespace orvane::readers {}

@@ -1,0 +1,99 @@
+// What one front-to-back pass over an mzML or mzXML file learns about each
+// spectrum: its identity, level, precursors, the numbers of its header, and
+// where the text of its peak arrays lies. The peaks themselves are not kept;
+// they are decoded on demand from these places.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "readers/binary_decode.h"
+#include "readers/byte_source.h"
+
+namespace orvane::readers {
+
+enum class FileFormat { kMzml, kMzxml };
+
+// The base64 text of one array: its place in the content and its encoding.
+struct ArrayText {
+  std::uint64_t offset = 0;
+  std::uint64_t length = 0;
+  long nCount = -1;  // values the array declares; -1: the spectrum's count
+  long nCompressedLength = 0;  // mzXML compressedLen of zlib data; 0: not checked
+  ArrayEncoding encoding;
+  bool bPresent = false;
+};
+
+struct Precursor {
+  double dMz = 0.0;           // selected ion m/z, else the isolation window target
+  double dEnergy = 0.0;       // collision energy
+  std::string strActivation;  // "cid", "hcd", "etd", ... as filter texts write it
+};
+
+// Values of a header that a file may or may not carry.
+struct OptionalValue {
+  double dValue = 0.0;
+  bool bSet = false;
+  void Set(double v) {
+    dValue = v;
+    bSet = true;
+  }
+};
+
+struct SpectrumMeta {
+  std::string strId;        // mzML native id; mzXML num as written
+  std::string strRef;       // mzML precursor spectrumRef; mzXML precursorScanNum
+  long nScan = 0;           // scan number the engine sees
+  int nMsLevel = 0;
+  int nInstrument = -1;     // index into ScanTable::instruments
+  int nPriorIndex = -1;     // spectrum in which the precursor was selected
+  int nNestedParent = -1;   // mzXML: the scan element this one is nested in
+  long nDeclaredCount = -1; // number of peaks the file declares
+  bool bCentroid = true;
+  bool bNegative = false;
+  OptionalValue retentionTime;  // minutes
+  OptionalValue totalIntensity;
+  OptionalValue basePeakIntensity;
+  OptionalValue basePeakMz;
+  OptionalValue lowMz;
+  OptionalValue highMz;
+  OptionalValue windowLow;
+  OptionalValue windowHigh;
+  OptionalValue monoisotopicMz;  // Thermo trailer "Monoisotopic M/Z:"
+  int nCharge = 0;               // of the scan's own precursor; 0 not known
+  std::string strFilter;         // the file's own filter text, if any
+  std::vector<Precursor> precursors;  // in order; the last is the scan's own
+  ArrayText mz;         // mzML m/z array; mzXML interleaved m/z-intensity pairs
+  ArrayText intensity;  // mzML intensity array
+  bool bInterleaved = false;
+};
+
+struct Instrument {
+  std::string strId;
+  std::string strAnalyzer;  // "FTMS", "ITMS", ... for built filter texts
+  std::string strSource;    // "NSI", "ESI", ...
+};
+
+struct ScanTable {
+  FileFormat format = FileFormat::kMzml;
+  std::vector<SpectrumMeta> spectra;  // in file order
+  std::vector<Instrument> instruments;
+  int nDefaultInstrument = -1;
+};
+
+// Reads the whole content once and fills the table; resolves scan numbers and
+// prior scans. Throws std::runtime_error with a message naming the file and
+// the place when the content is not a readable mzML or mzXML document, or
+// uses an encoding this reader doesn't decode (MS-Numpress).
+void ScanFile(ByteSource& source, const std::string& path, ScanTable* table);
+
+// Scan number from an mzML native id: the number behind "scan=", "scanId=",
+// "spectrum=" or, 1-based, "index="; 0 when the id holds none of them.
+long ScanNumberFromId(const std::string& id);
+
+// Minutes from an xs:duration such as "PT1503.96S" or "PT25M3.9S"; false when
+// the text is not one.
+bool ParseDuration(const std::string& text, double* minutes);
+
+}  // namespace orvane::readers
