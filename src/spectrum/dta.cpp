@@ -66,7 +66,7 @@ std::int64_t TruncInt32(double dValue) {
 
 bool Dta::HasPeakNear(double dMassIn, double dTolerance) const {
   const std::size_t n = std::min<std::size_t>({nPeaks, vMass.size(), vIntensity.size()});
-  if (n == 0) return false;
+  if (n == 0 || std::isnan(dMassIn) || std::isnan(dTolerance)) return false;
   if (!bEquidistant) {
     // Any mass within the tolerance, the bound included.
     for (std::size_t i = 0; i < n; ++i)
