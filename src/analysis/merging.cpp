@@ -123,25 +123,29 @@ HRESULT MergeClosestPeaks(Dta* pDta, double dSpacing) {
   std::vector<bool> vMarked;
   try {
     PeakEdgeSet setEdges;
-    // For each peak, the edges of the set that touch it.
-    std::vector<std::vector<PeakEdgeSet::iterator>> vTouching(n);
+    // For each peak, the edges of the set that touch it, with the peak at
+    // their other end.
+    struct Touching {
+      int nOther;
+      PeakEdgeSet::iterator it;
+    };
+    std::vector<std::vector<Touching>> vTouching(n);
     ForEachClosePair(*pDta, n, dSpacing, [&](int nFrom, int nTo, double d) {
       const auto [it, bInserted] = setEdges.insert(PeakEdge{nFrom, nTo, d});
       if (bInserted) {
-        vTouching[static_cast<std::size_t>(nFrom)].push_back(it);
-        vTouching[static_cast<std::size_t>(nTo)].push_back(it);
+        vTouching[static_cast<std::size_t>(nFrom)].push_back(Touching{nTo, it});
+        vTouching[static_cast<std::size_t>(nTo)].push_back(Touching{nFrom, it});
       }
     });
 
     // The weaker peak of the closest pair left loses; its edges go. An edge
-    // is still in the set exactly while neither of its peaks has lost.
+    // is still in the set exactly while neither of its peaks has lost, so an
+    // edge to a peak that lost before is gone already and must not be touched.
     vMarked.assign(n, false);
     while (!setEdges.empty()) {
       const int nLoser = setEdges.begin()->nSource;
-      for (PeakEdgeSet::iterator it : vTouching[static_cast<std::size_t>(nLoser)]) {
-        const int nOther = it->nSource == nLoser ? it->nTarget : it->nSource;
-        if (!vMarked[static_cast<std::size_t>(nOther)]) setEdges.erase(it);
-      }
+      for (const Touching& t : vTouching[static_cast<std::size_t>(nLoser)])
+        if (!vMarked[static_cast<std::size_t>(t.nOther)]) setEdges.erase(t.it);
       vMarked[static_cast<std::size_t>(nLoser)] = true;
     }
   } catch (const std::exception& e) {
