@@ -1,0 +1,182 @@
+// Mean and deviation, and the running median.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <numeric>
+
+#include "tonalith/dsp.h"
+
+namespace orvane::tonalith {
+
+void MeanAndDeviation(const std::vector<double>& vX, double* pdDeviation, double* pdMean) {
+  const std::size_t n = vX.size();
+  if (n < 2) {
+    *pdDeviation = 0.0;
+    *pdMean = 0.0;
+    return;
+  }
+  // Two passes: the mean first, then the squared distances from it, which
+  // keeps the deviation accurate for values far from zero.
+  double sum = 0.0;
+  for (double x : vX) sum += x;
+  const double mean = sum / static_cast<double>(n);
+  double squares = 0.0;
+  for (double x : vX) squares += (x - mean) * (x - mean);
+  *pdMean = mean;
+  *pdDeviation = std::sqrt(squares / static_cast<double>(n - 1));
+}
+
+namespace {
+
+// The window of one point holds the real values that lie inside the array
+// and, near the ends, padding zeros. Its order statistics merge both without
+// storing the zeros: the negative real values come first, then the padding
+// zeros, then the real values from zero up.
+//
+// Two ways to keep the real values in order. For the narrow windows that the
+// cleaning uses, a sorted array with binary-search insert and erase (a step
+// costs a move of at most `width` values). For wide windows, a Fenwick tree
+// over the ranks of all values of the array, so that a step costs O(log n)
+// whatever the width.
+
+class SortedWindow {
+ public:
+  explicit SortedWindow(std::size_t capacity) { values_.reserve(capacity); }
+  void Insert(double x) { values_.insert(std::upper_bound(values_.begin(), values_.end(), x), x); }
+  void Erase(double x) { values_.erase(std::lower_bound(values_.begin(), values_.end(), x)); }
+  std::size_t Negatives() const {
+    return static_cast<std::size_t>(std::lower_bound(values_.begin(), values_.end(), 0.0) -
+                                    values_.begin());
+  }
+  double Kth(std::size_t k) const { return values_[k]; }
+
+ private:
+  std::vector<double> values_;
+};
+
+class RankWindow {
+ public:
+  explicit RankWindow(const double* x, std::size_t n) : n_(n), tree_(n + 1, 0), rank_(n) {
+    std::vector<std::size_t> order(n);
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(),
+                     [x](std::size_t i, std::size_t j) { return x[i] < x[j]; });
+    sorted_.resize(n);
+    for (std::size_t r = 0; r < n; ++r) {
+      rank_[order[r]] = r;
+      sorted_[r] = x[order[r]];
+    }
+    negativeRanks_ = static_cast<std::size_t>(
+        std::lower_bound(sorted_.begin(), sorted_.end(), 0.0) - sorted_.begin());
+    step_ = std::size_t{1};
+    while (step_ * 2 <= n_) step_ *= 2;
+  }
+  void Insert(std::size_t index) { Add(rank_[index], 1); }
+  void Erase(std::size_t index) { Add(rank_[index], -1); }
+  std::size_t Negatives() const { return Prefix(negativeRanks_); }
+  // The k-th (from 0) present value: descend the tree for the smallest rank
+  // whose prefix count exceeds k.
+  double Kth(std::size_t k) const {
+    std::size_t pos = 0;
+    std::int64_t remaining = static_cast<std::int64_t>(k) + 1;
+    for (std::size_t step = step_; step > 0; step /= 2) {
+      const std::size_t next = pos + step;
+      if (next <= n_ && tree_[next] < remaining) {
+        pos = next;
+        remaining -= tree_[next];
+      }
+    }
+    return sorted_[pos];  // pos is the 0-based rank
+  }
+
+ private:
+  void Add(std::size_t rank, std::int64_t delta) {
+    for (std::size_t i = rank + 1; i <= n_; i += i & (~i + 1)) tree_[i] += delta;
+  }
+  // Number of present ranks below `count`.
+  std::size_t Prefix(std::size_t count) const {
+    std::int64_t s = 0;
+    for (std::size_t i = count; i > 0; i -= i & (~i + 1)) s += tree_[i];
+    return static_cast<std::size_t>(s);
+  }
+  std::size_t n_;
+  std::vector<std::int64_t> tree_;
+  std::vector<std::size_t> rank_;
+  std::vector<double> sorted_;
+  std::size_t negativeRanks_ = 0;
+  std::size_t step_ = 1;
+};
+
+// Slides the window over the array. `width` is the full window, padding
+// included; `before` values lie before the centre, width-1-before after it.
+template <class Window, class Insert, class Erase>
+void Slide(const double* x, std::size_t n, std::uint64_t width, Window& window, Insert insert,
+           Erase erase, double* y) {
+  const std::uint64_t before = width / 2;
+  const std::uint64_t after = width - 1 - before;
+  // Real values in the window of point 0: indices 0 ... min(n-1, after).
+  std::uint64_t hi = std::min<std::uint64_t>(n - 1, after);  // last index inside
+  for (std::uint64_t j = 0; j <= hi; ++j) insert(j);
+  std::uint64_t present = hi + 1;
+
+  auto kth = [&](std::uint64_t k, std::uint64_t negatives, std::uint64_t zeros) {
+    if (k < negatives) return window.Kth(static_cast<std::size_t>(k));
+    if (k < negatives + zeros) return 0.0;
+    return window.Kth(static_cast<std::size_t>(k - zeros));
+  };
+
+  for (std::uint64_t i = 0; i < n; ++i) {
+    const std::uint64_t zeros = width - present;
+    const std::uint64_t negatives = window.Negatives();
+    if (width % 2 == 1) {
+      y[i] = kth(width / 2, negatives, zeros);
+    } else {
+      y[i] = 0.5 * (kth(width / 2 - 1, negatives, zeros) + kth(width / 2, negatives, zeros));
+    }
+    if (i + 1 == n) break;
+    // Point i+1: index i-before leaves, index i+1+after enters.
+    if (i >= before) {
+      erase(i - before);
+      --present;
+    }
+    if (i + 1 + after < n) {
+      insert(i + 1 + after);
+      ++present;
+    }
+  }
+}
+
+}  // namespace
+
+HRESULT RunningMedian(const std::vector<double>& vX, int nLength, int nWidth,
+                      std::vector<double>& vY) {
+  if (nLength < 0 || static_cast<std::size_t>(nLength) != vX.size()) return E_INVALIDARG;
+  const auto n = static_cast<std::size_t>(nLength);
+  // A NaN has no place in an order; refuse it rather than corrupt the window.
+  for (double x : vX) {
+    if (std::isnan(x)) return E_INVALIDARG;
+  }
+  if (nWidth <= 1 || n == 0) {
+    vY = vX;
+    return S_OK;
+  }
+  const auto width = static_cast<std::uint64_t>(nWidth);
+  std::vector<double> out(n);
+  const double* x = vX.data();
+  constexpr std::uint64_t kSortedWindowLimit = 256;
+  if (std::min<std::uint64_t>(width, n) <= kSortedWindowLimit) {
+    SortedWindow window(static_cast<std::size_t>(std::min<std::uint64_t>(width, n)));
+    Slide(
+        x, n, width, window, [&](std::uint64_t j) { window.Insert(x[j]); },
+        [&](std::uint64_t j) { window.Erase(x[j]); }, out.data());
+  } else {
+    RankWindow window(x, n);
+    Slide(
+        x, n, width, window, [&](std::uint64_t j) { window.Insert(static_cast<std::size_t>(j)); },
+        [&](std::uint64_t j) { window.Erase(static_cast<std::size_t>(j)); }, out.data());
+  }
+  vY = std::move(out);
+  return S_OK;
+}
+
+}  // namespace orvane::tonalith

@@ -1,0 +1,199 @@
+// The signal-processing component: CTonalith behind ITonalith, its class
+// factory, and its entry in the process's class registry.
+//
+// Every operation is stateless. The object holds nothing but its reference
+// count, so objects may be used from several threads at once (the transforms
+// share their plans process-wide; see fft.h). Each operation checks its
+// arguments, does its work into locals, and only then fills the outputs; on
+// any failure the outputs are left empty and a negative status comes back.
+// No exception leaves the component.
+#include <atomic>
+#include <exception>
+#include <new>
+#include <stdexcept>
+
+#include "platform/class_registry.h"
+#include "tonalith/dsp.h"
+#include "tonalith/itonalith.h"
+
+namespace orvane {
+namespace {
+
+using tonalith::Biquad;
+
+// Runs `work`, turning exceptions into statuses; on failure `clear` empties
+// the outputs.
+template <class Work, class Clear>
+HRESULT Guarded(Work work, Clear clear) noexcept {
+  HRESULT hr = E_UNEXPECTED;
+  try {
+    hr = work();
+  } catch (const std::bad_alloc&) {
+    hr = E_OUTOFMEMORY;
+  } catch (const std::length_error&) {
+    hr = E_OUTOFMEMORY;
+  } catch (const std::exception&) {
+    hr = E_FAIL;
+  } catch (...) {
+    hr = E_UNEXPECTED;
+  }
+  if (FAILED(hr)) clear();
+  return hr;
+}
+
+class CTonalith final : public ITonalith {
+ public:
+  // IUnknown
+  HRESULT QueryInterface(REFIID iid, void** ppv) override {
+    if (ppv == nullptr) return E_POINTER;
+    if (iid == IID_IUnknown || iid == IID_ITonalith) {
+      *ppv = static_cast<ITonalith*>(this);
+      AddRef();
+      return S_OK;
+    }
+    *ppv = nullptr;
+    return E_NOINTERFACE;
+  }
+  std::uint32_t AddRef() override { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  std::uint32_t Release() override {
+    const std::uint32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  // ITonalith
+  HRESULT ApplyFilter(const std::vector<double>& vFilterB, const std::vector<double>& vFilterA,
+                      const std::vector<double>& vX, int nInitial,
+                      std::vector<double>& vY) override {
+    return Guarded(
+        [&] {
+          // Only the absent initial state (0) is known: the filter starts at rest.
+          if (nInitial != 0) return E_INVALIDARG;
+          return tonalith::FilterDirect(vFilterB, vFilterA, vX, vY);
+        },
+        [&] { vY.clear(); });
+  }
+
+  HRESULT Statistics(const std::vector<double>& vX, double* pdFirst, double* pdSecond) override {
+    if (pdFirst == nullptr || pdSecond == nullptr) return E_POINTER;
+    tonalith::MeanAndDeviation(vX, pdFirst, pdSecond);
+    return S_OK;
+  }
+
+  HRESULT Fft(const std::vector<double>& vX, int nLength, std::vector<double>& vSpectrum) override {
+    return Guarded([&] { return tonalith::Transform(vX, nLength, vSpectrum); },
+                   [&] { vSpectrum.clear(); });
+  }
+
+  HRESULT PowerSpectrum(const std::vector<double>& vSpectrum, std::vector<double>& vPower,
+                        double* pdOverall) override {
+    return Guarded([&] { return tonalith::Power(vSpectrum, vPower, pdOverall); },
+                   [&] { vPower.clear(); });
+  }
+
+  HRESULT MedianFilter(const std::vector<double>& vX, int nLength, int nWidth,
+                       std::vector<double>& vY, double* pdIgnored) override {
+    if (pdIgnored != nullptr) *pdIgnored = 0.0;
+    return Guarded([&] { return tonalith::RunningMedian(vX, nLength, nWidth, vY); },
+                   [&] { vY.clear(); });
+  }
+
+  HRESULT CreateYFilter(int nPoints, const std::vector<double>& vFreq,
+                        const std::vector<int>& vGain, std::vector<double>& vFilterB,
+                        std::vector<double>& vFilterA) override {
+    return Guarded(
+        [&] {
+          // nPoints is both the number of corners and the order of the filter.
+          if (nPoints < 2 || vFreq.size() != static_cast<std::size_t>(nPoints) ||
+              vGain.size() != vFreq.size()) {
+            return E_INVALIDARG;
+          }
+          const std::vector<double> gains(vGain.begin(), vGain.end());
+          return tonalith::DesignYuleWalker(nPoints, vFreq, gains, vFilterB, vFilterA);
+        },
+        [&] {
+          vFilterB.clear();
+          vFilterA.clear();
+        });
+  }
+
+  HRESULT BandStop(int nFrequency, const std::vector<double>& vX,
+                   std::vector<double>& vY) override {
+    return Guarded(
+        [&] {
+          std::vector<Biquad> sections;
+          if (const HRESULT hr = tonalith::DesignBandStop(nFrequency, sections); FAILED(hr)) {
+            return hr;
+          }
+          tonalith::FilterSections(sections, vX, vY);
+          return S_OK;
+        },
+        [&] { vY.clear(); });
+  }
+
+ private:
+  ~CTonalith() = default;  // through Release only
+  std::atomic<std::uint32_t> refs_{0};
+};
+
+std::atomic<long> g_serverLocks{0};
+
+class CTonalithFactory final : public IClassFactory {
+ public:
+  HRESULT QueryInterface(REFIID iid, void** ppv) override {
+    if (ppv == nullptr) return E_POINTER;
+    if (iid == IID_IUnknown || iid == IID_IClassFactory) {
+      *ppv = static_cast<IClassFactory*>(this);
+      AddRef();
+      return S_OK;
+    }
+    *ppv = nullptr;
+    return E_NOINTERFACE;
+  }
+  std::uint32_t AddRef() override { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  std::uint32_t Release() override {
+    const std::uint32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+  }
+  HRESULT CreateInstance(IUnknown* pOuter, REFIID iid, void** ppv) override {
+    if (ppv == nullptr) return E_POINTER;
+    *ppv = nullptr;
+    if (pOuter != nullptr) return CLASS_E_NOAGGREGATION;
+    CTonalith* object = new (std::nothrow) CTonalith;
+    if (object == nullptr) return E_OUTOFMEMORY;
+    // The object starts at 0; QueryInterface takes the caller's reference,
+    // and an unknown interface leaves it to go again.
+    object->AddRef();
+    const HRESULT hr = object->QueryInterface(iid, ppv);
+    object->Release();
+    return hr;
+  }
+  HRESULT LockServer(bool bLock) override {
+    if (bLock) g_serverLocks.fetch_add(1);
+    else g_serverLocks.fetch_sub(1);
+    return S_OK;
+  }
+
+ private:
+  ~CTonalithFactory() = default;
+  std::atomic<std::uint32_t> refs_{0};
+};
+
+}  // namespace
+
+const CLSID& TonalithClsid() {
+  static const CLSID clsid = GUID::FromString("{3F1C2B7A-8D4E-4B6F-9A21-5C7E0D9B4A13}");
+  return clsid;
+}
+
+void RegisterTonalith() {
+  ClassRegistry& registry = ClassRegistry::Instance();
+  if (registry.IsRegistered(TonalithClsid())) return;
+  // The registry takes its own reference; ours goes at the end of scope.
+  ComPtr<IClassFactory> factory(new CTonalithFactory);
+  factory->AddRef();
+  registry.Register(TonalithClsid(), kTonalithProgId, factory.Get());
+}
+
+}  // namespace orvane
