@@ -11,7 +11,7 @@ $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
   build-essential cmake ninja-build pkg-config git \
   libgtest-dev libgmock-dev libbenchmark-dev \
   libboost-dev libcli11-dev \
-  libfftw3-dev libkissfft-dev \
+  libfftw3-dev libkissfft-dev libeigen3-dev \
   libtomlplusplus-dev \
   libexpat1-dev zlib1g-dev \
   hyperfine
