@@ -1,10 +1,14 @@
 #include <cstdio>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "commands.h"
+#include "frame/interfaces.h"
+#include "platform/class_registry.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
+#include "platform/text_file.h"
 #include "spectrum/dta.h"
 #include "spectrum/dta_file.h"
 #include "spectrum/file_path.h"
@@ -28,13 +32,47 @@ int InfoDta(const std::string& path) {
   return 0;
 }
 
+// Spectra, the charges seen with how often, and the peaks of an MGF file, read
+// block by block through the engine's ImportMgf in the chosen dialect.
+int InfoMgf(IImportMSMS* pImport, const std::string& path) {
+  CStdioFile file;
+  CFileException error;
+  if (!file.Open(path, CStdioFile::modeRead | CStdioFile::shareDenyWrite, &error)) {
+    error.ReportError();
+    return 1;
+  }
+  unsigned spectra = 0;
+  unsigned long long peaks = 0;
+  std::map<int, unsigned> charges;
+  Dta dta;
+  for (;;) {
+    dta.Clear();
+    if (pImport->ImportMgf(&file, &dta) != S_OK) break;
+    ++spectra;
+    peaks += dta.GetPeakCount();
+    ++charges[dta.nCharge];
+  }
+  file.Close();
+  std::string seen;
+  for (const auto& [charge, count] : charges)
+    AppendFormat(seen, "%s%d:%u", seen.empty() ? "" : ",", charge, count);
+  std::printf("%s\tspectra=%u\tcharges=%s\tpeaks=%llu\n", path.c_str(), spectra,
+              seen.empty() ? "-" : seen.c_str(), peaks);
+  return 0;
+}
+
 }  // namespace
 
 const char* VersionText() { return "1.0.0.1 (engine version 2411)"; }
 
 const char* MainExamples() {
   return "\nExamples:\n"
-         "  orvane info examples/sample.dta        show title, parent mass, charge and peaks\n";
+         "  orvane info examples/sample.dta        show title, parent mass, charge and peaks\n"
+         "  orvane info run1.mgf                   count spectra, charges and peaks\n"
+         "  orvane convert --to dta -o out/ run1.mgf\n"
+         "                                         one DTA file per spectrum\n"
+         "  orvane convert --to mgf -o out/ out/*.dta\n"
+         "                                         DTA files collected into one MGF file\n";
 }
 
 int ExitCode() { return g_exitCode; }
@@ -43,12 +81,30 @@ void SetExitCode(int code) { g_exitCode = code; }
 void AddInfoCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("info", "Show what DTA and MGF files hold");
   static std::vector<std::string> files;
+  static std::string dialect = "modern";
   cmd->add_option("files", files, "DTA or MGF files")->required();
+  AddMgfDialectOption(cmd, &dialect);
   cmd->callback([] {
     int status = 0;
+    ComPtr<IImportMSMS> pImport;
     for (const auto& f : files) {
       if (HasExtension(f, "dta")) {
         status |= InfoDta(f);
+      } else if (HasExtension(f, "mgf")) {
+        if (!pImport) {
+          const HRESULT hr = CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER,
+                                              IID_IImportMSMS, pImport.Out());
+          if (FAILED(hr)) {
+            ShowError(Format("Can't create the engine object. \nHRESULT = 0x%x", static_cast<unsigned>(hr)));
+            SetExitCode(1);
+            return;
+          }
+          if (!ApplyMgfDialect(pImport.Get(), dialect)) {
+            SetExitCode(1);
+            return;
+          }
+        }
+        status |= InfoMgf(pImport.Get(), f);
       } else {
         ShowError("not a DTA or MGF file: " + f);
         status = 1;

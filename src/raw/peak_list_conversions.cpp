@@ -114,10 +114,13 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
                          reinterpret_cast<IExportMSMS**>(pExport.Out()))))
     return E_NOINTERFACE;
 
-  // run1.100.100.2.dta gives run1.mgf; a title without a dot an empty name.
-  std::string name = FilePath(pFiles->front()).GetFileTitle();
-  const std::size_t dot = name.find('.');
-  name = dot == std::string::npos ? std::string() : name.substr(0, dot);
+  // run1.100.100.2.dta gives run1.mgf; a title without a dot an empty name,
+  // so the file is ".mgf". The modern dialect names it after the whole title
+  // then (spectrum_2442.dta gives spectrum_2442.mgf).
+  const std::string title = FilePath(pFiles->front()).GetFileTitle();
+  const std::size_t dot = title.find('.');
+  std::string name = dot == std::string::npos ? std::string() : title.substr(0, dot);
+  if (dot == std::string::npos && DialectOf(pSelf) == MgfDialect::Modern) name = title;
   const std::string outputPath = strOutputFolder + name + ".mgf";
   for (const std::string& input : *pFiles)
     if (RefuseInputAsOutput(outputPath, input)) return E_UNEXPECTED;

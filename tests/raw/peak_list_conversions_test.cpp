@@ -162,6 +162,13 @@ TEST(DtaFolderToMgf, ATitleWithoutADotGivesAnEmptyName) {
   Engine engine;
   EXPECT_EQ(engine->DtaFolderToMgf(&files, dir.Folder(), 0, nullptr), S_OK);
   EXPECT_EQ(ListFiles(dir.Folder()), (std::vector<std::string>{".mgf", "nodot"}));
+  // The modern dialect takes the whole title then.
+  Engine modern(MgfDialect::Modern);
+  WriteFile(dir.File("spectrum_2442.dta"), "300.000000 1\n1.000 2.000");
+  files = {dir.File("spectrum_2442.dta")};
+  EXPECT_EQ(modern->DtaFolderToMgf(&files, dir.Folder(), 0, nullptr), S_OK);
+  EXPECT_EQ(ListFiles(dir.Folder()),
+            (std::vector<std::string>{".mgf", "nodot", "spectrum_2442.dta", "spectrum_2442.mgf"}));
 }
 
 TEST(DtaFolderToMgf, AnOutputThatCannotBeOpenedEndsTheRun) {

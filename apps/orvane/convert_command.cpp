@@ -1,0 +1,245 @@
+// orvane convert: between DTA and MGF files through the engine's conversions.
+//
+//   orvane convert --to mgf -o DIR A.dta B.dta ...  one MGF file named after the
+//                                                   first input's title up to its
+//                                                   first dot (DtaFolderToMgf)
+//   orvane convert --to dta -o DIR X.mgf ...        one DTA file per spectrum of
+//                                                   each input (MgfToDta)
+//   orvane convert --to mgf -o DIR X.mgf            X.mgf read and written again in
+//                                                   the chosen MGF dialect
+//
+// Other input kinds join through RegisterConvertInput (commands.h).
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "frame/interfaces.h"
+#include "platform/class_registry.h"
+#include "platform/format.h"
+#include "platform/reporter.h"
+#include "platform/text_file.h"
+#include "spectrum/disk_object.h"
+#include "spectrum/dta.h"
+#include "spectrum/file_path.h"
+
+namespace orvane::app {
+namespace {
+
+std::map<std::string, ConvertInputHandler>& InputHandlers() {
+  static std::map<std::string, ConvertInputHandler> handlers;
+  return handlers;
+}
+
+std::string LowerExtension(const std::string& path) {
+  std::string e = FilePath(path).GetExtension();
+  for (auto& c : e) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return e;
+}
+
+// Passes every box on to the reporter that was there before, and remembers
+// whether one of them told of a failed file.
+class FailureCountingReporter final : public IReporter {
+ public:
+  FailureCountingReporter() : scope_(this) {}
+  void Show(BoxKind kind, std::string_view text) override {
+    if (kind == BoxKind::FileError || kind == BoxKind::Error || kind == BoxKind::Stop) ++failures;
+    ScopedThreadReporter outer(nullptr);
+    ShowBox(kind, text);
+  }
+  int failures = 0;
+
+ private:
+  ScopedThreadReporter scope_;
+};
+
+// An input that can't be read is named here, before the engine sees it.
+bool Readable(const std::string& path) {
+  struct stat st {};
+  if (::stat(path.c_str(), &st) != 0 || ::access(path.c_str(), R_OK) != 0) {
+    ShowError(Format("Can't read the input %s: %s.", path.c_str(), std::strerror(errno)));
+    return false;
+  }
+  if (S_ISDIR(st.st_mode)) {
+    ShowError(Format("Can't read the input %s: it is a folder.", path.c_str()));
+    return false;
+  }
+  return true;
+}
+
+// An MGF file read and written again, block by block, in the engine's dialect.
+int RewriteMgf(const ConvertJob& job, const std::string& input) {
+  ComPtr<IImportMSMS> pImport;
+  ComPtr<IExportMSMS> pExport;
+  if (FAILED(QueryOrNote(job.pEngine, IID_IImportMSMS, kNoImportInterface,
+                         reinterpret_cast<IImportMSMS**>(pImport.Out()))) ||
+      FAILED(QueryOrNote(job.pEngine, IID_IExportMSMS, kNoExportInterface,
+                         reinterpret_cast<IExportMSMS**>(pExport.Out()))))
+    return 1;
+  const std::string output = job.outputFolder + FilePath(input).GetFileName();
+  CStdioFile in;
+  CStdioFile out;
+  CFileException error;
+  if (!in.Open(input, CStdioFile::modeRead | CStdioFile::shareDenyWrite, &error) ||
+      !out.Open(output, CStdioFile::modeCreate | CStdioFile::modeWrite | CStdioFile::typeText,
+                &error)) {
+    error.ReportError();
+    return 1;
+  }
+  unsigned spectra = 0;
+  Dta dta;
+  try {
+    for (;;) {
+      dta.Clear();
+      if (pImport->ImportMgf(&in, &dta) != S_OK) break;
+      pExport->ExportMgf(&out, &dta, 2, std::string());
+      ++spectra;
+    }
+    out.Close();
+  } catch (const CFileException& e) {
+    e.ReportError();
+    out.Abort();
+    return 1;
+  }
+  std::printf("%s -> %s (%u spectra)\n", input.c_str(), output.c_str(), spectra);
+  return 0;
+}
+
+int DtaFilesToMgf(const ConvertJob& job, const std::vector<std::string>& inputs) {
+  ComPtr<IConvertMSMS> pConvert;
+  if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
+                         reinterpret_cast<IConvertMSMS**>(pConvert.Out()))))
+    return 1;
+  StringList files(inputs.begin(), inputs.end());
+  const HRESULT hr = pConvert->DtaFolderToMgf(&files, job.outputFolder, 0, job.pWindow);
+  if (FAILED(hr)) return 1;
+  std::printf("%zu DTA files -> %s\n", inputs.size(), job.outputFolder.c_str());
+  return 0;
+}
+
+int MgfFileToDta(const ConvertJob& job, const std::string& input) {
+  ComPtr<IConvertMSMS> pConvert;
+  if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
+                         reinterpret_cast<IConvertMSMS**>(pConvert.Out()))))
+    return 1;
+  const HRESULT hr = pConvert->MgfToDta(input, job.outputFolder, 0, job.pWindow);
+  if (FAILED(hr)) return 1;
+  std::printf("%s -> %s\n", input.c_str(), job.outputFolder.c_str());
+  return 0;
+}
+
+struct ConvertOptions {
+  std::string target;
+  std::string output;
+  std::string dialect = "modern";
+  std::vector<std::string> inputs;
+};
+
+int RunConvert(const ConvertOptions& options) {
+  FailureCountingReporter reporter;
+  int status = 0;
+
+  ComPtr<IUnknown> engine;
+  const HRESULT created =
+      CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, engine.Out());
+  if (FAILED(created)) {
+    ShowError(Format("Can't create the engine object. \nHRESULT = 0x%x", static_cast<unsigned>(created)));
+    return 1;
+  }
+  if (!ApplyMgfDialect(engine.Get(), options.dialect)) return 1;
+
+  std::string folder = options.output;
+  if (folder.empty() || folder.back() != '/') folder += '/';
+  CDiskObject disk;
+  if (!disk.CreateDirectory(folder)) {
+    ShowPlain(Format("Can't create the output folder %s: %s", folder.c_str(),
+                     disk.strErrorMessage.c_str()));
+    return 1;
+  }
+
+  NullWindow window;
+  const ConvertJob job{options.target, folder, engine.Get(), &window};
+  std::vector<std::string> dtaInputs;
+  for (const std::string& input : options.inputs) ProtectInput(input);
+  for (const std::string& input : options.inputs) {
+    if (!Readable(input)) {
+      status = 1;
+      continue;
+    }
+    const std::string ext = LowerExtension(input);
+    if (ext == "dta") {
+      if (options.target == "mgf") {
+        dtaInputs.push_back(input);
+      } else {
+        ShowError(Format("%s is a DTA file already: nothing to convert.", input.c_str()));
+        status = 1;
+      }
+    } else if (ext == "mgf") {
+      status |= options.target == "dta" ? MgfFileToDta(job, input) : RewriteMgf(job, input);
+    } else if (auto it = InputHandlers().find(ext); it != InputHandlers().end()) {
+      status |= it->second(job, input) != 0 ? 1 : 0;
+    } else {
+      ShowError(Format("Can't convert %s: not a DTA or MGF file.", input.c_str()));
+      status = 1;
+    }
+  }
+  if (!dtaInputs.empty()) status |= DtaFilesToMgf(job, dtaInputs);
+  if (reporter.failures > 0) status = 1;
+  return status;
+}
+
+}  // namespace
+
+CLI::Option* AddMgfDialectOption(CLI::App* cmd, std::string* pValue) {
+  return cmd
+      ->add_option("--mgf-dialect", *pValue,
+                   "How MGF files are read and written: modern keeps whole titles, header "
+                   "lines such as RTINSECONDS and the precursor intensity; classic knows "
+                   "TITLE, CHARGE and PEPMASS only")
+      ->check(CLI::IsMember({"classic", "modern"}))
+      ->capture_default_str();
+}
+
+bool ApplyMgfDialect(IUnknown* pEngine, const std::string& dialect) {
+  ComPtr<IMgfDialect> pOption;
+  HRESULT hr = pEngine->QueryInterface(IID_IMgfDialect, pOption.Out());
+  if (SUCCEEDED(hr))
+    hr = pOption->SetMgfDialect(dialect == "classic" ? MgfDialect::Classic : MgfDialect::Modern);
+  if (FAILED(hr)) {
+    ShowError(Format("Can't set the MGF dialect %s. \nHRESULT = 0x%x", dialect.c_str(),
+                     static_cast<unsigned>(hr)));
+    return false;
+  }
+  return true;
+}
+
+void RegisterConvertInput(const std::string& extension, ConvertInputHandler handler) {
+  InputHandlers()[extension] = handler;
+}
+
+void AddConvertCommand(CLI::App& app) {
+  static ConvertOptions options;
+  auto* cmd = app.add_subcommand("convert", "Convert between DTA and MGF files");
+  cmd->add_option("--to", options.target, "Format to make: mgf (DTA files collected into one MGF "
+                                          "file) or dta (one DTA file per MGF spectrum)")
+      ->required()
+      ->check(CLI::IsMember({"mgf", "dta"}));
+  cmd->add_option("-o,--output", options.output, "Output folder; made if missing")->required();
+  AddMgfDialectOption(cmd, &options.dialect);
+  cmd->add_option("files", options.inputs, "Input files")->required();
+  cmd->footer(
+      "\nExamples:\n"
+      "  orvane convert --to dta -o spectra/ run1.mgf\n"
+      "  orvane convert --to mgf -o out/ spectra/*.dta\n"
+      "  orvane convert --to mgf --mgf-dialect classic -o out/ run1.mgf\n");
+  cmd->callback([] { SetExitCode(RunConvert(options)); });
+}
+
+}  // namespace orvane::app
