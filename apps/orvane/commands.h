@@ -16,6 +16,10 @@ const char* MainExamples();
 // orvane info FILE...: one line per DTA file, a summary per MGF file.
 void AddInfoCommand(CLI::App& app);
 
+// orvane clean [options] -o DIR INPUT...: cleans DTA or MGF files
+// (clean_command.cpp; its options and the raw-input hook: clean_options.h).
+void AddCleanCommand(CLI::App& app);
+
 // orvane convert --to mgf|dta -o DIR FILE...: DTA files into one MGF file,
 // MGF files into DTA files (or rewritten in the chosen MGF dialect).
 void AddConvertCommand(CLI::App& app);

@@ -22,6 +22,7 @@ int main(int argc, char** argv) {
   app.footer(orvane::app::MainExamples());
 
   orvane::app::AddInfoCommand(app);
+  orvane::app::AddCleanCommand(app);
   orvane::app::AddConvertCommand(app);
 
   try {

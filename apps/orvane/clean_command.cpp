@@ -1,0 +1,440 @@
+// orvane clean [options] -o DIR INPUT...: the host of a cleaning run. It
+// checks the options and inputs, makes the output folders, opens the log,
+// creates the engine, shows progress from the engine's host messages and
+// turns SIGINT/SIGTERM into the run's cancel event.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "clean_options.h"
+#include "commands.h"
+#include "frame/interfaces.h"
+#include "platform/class_registry.h"
+#include "platform/format.h"
+#include "platform/host_window.h"
+#include "platform/reporter.h"
+#include "platform/text_file.h"
+#include "spectrum/file_path.h"
+
+namespace orvane::app {
+namespace {
+
+constexpr int kExitStopped = 130;
+
+// The cancel event of the run in hand. Setting it is safe in a signal handler.
+CEvent g_cancel;
+
+extern "C" void OnStopSignal(int sig) {
+  g_cancel.Set();
+  // A second signal ends the process at once.
+  std::signal(sig, SIG_DFL);
+}
+
+// SIGINT and SIGTERM set the cancel event while the object lives.
+class StopSignals {
+ public:
+  StopSignals() {
+    struct sigaction action {};
+    action.sa_handler = OnStopSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, &oldInt_);
+    sigaction(SIGTERM, &action, &oldTerm_);
+  }
+  ~StopSignals() {
+    sigaction(SIGINT, &oldInt_, nullptr);
+    sigaction(SIGTERM, &oldTerm_, nullptr);
+  }
+  StopSignals(const StopSignals&) = delete;
+  StopSignals& operator=(const StopSignals&) = delete;
+
+ private:
+  struct sigaction oldInt_ {};
+  struct sigaction oldTerm_ {};
+};
+
+std::string ShortName(const std::string& path) {
+  std::string name = FilePath(path).GetFileName();
+  if (name.size() > 32) name = "..." + name.substr(name.size() - 29);
+  return name;
+}
+
+std::string Bar(double fraction, int width) {
+  fraction = std::clamp(fraction, 0.0, 1.0);
+  const int full = static_cast<int>(fraction * width + 0.5);
+  return std::string(static_cast<std::size_t>(full), '#') +
+         std::string(static_cast<std::size_t>(width - full), '-');
+}
+
+// The host window of the command line: keeps count of the run from the
+// engine's messages and shows it on standard error, as bars redrawn in place
+// on a terminal, as plain lines otherwise, or not at all.
+class ConsoleProgress final : public CWnd {
+ public:
+  enum class Style { Quiet, Lines, Bars };
+
+  ConsoleProgress(Style style, std::size_t nInputs) : style_(style), nInputs_(nInputs) {}
+
+  void Send(unsigned message, WPARAM wParam, LPARAM lParam) override {
+    const char* text = reinterpret_cast<const char*>(lParam);
+    switch (message) {
+      case PM_ROW_BEGIN:
+        rowOpen_ = true;
+        rowHasTotal_ = false;
+        fileDone_ = fileTotal_ = 0;
+        announced_ = false;
+        break;
+      case PM_STEP_TOTAL:
+        // Sent inside a row it scales the spectra of one MGF file; outside
+        // one it scales the DTA files of the run.
+        if (rowOpen_) {
+          rowHasTotal_ = true;
+          fileTotal_ = wParam;
+        } else {
+          runTotal_ = wParam;
+        }
+        break;
+      case PM_STEP_BEGIN:
+        if (text != nullptr) current_ = text;
+        if (rowHasTotal_ && !announced_) {
+          announced_ = true;
+          Line(Format("%s: %zu spectra", current_.c_str(), static_cast<std::size_t>(fileTotal_)));
+        }
+        Draw(false);
+        break;
+      case PM_STEP_DONE:
+        if (rowHasTotal_) {
+          fileDone_ = wParam;
+        } else {
+          runDone_ = wParam;
+          ++spectra_;
+          if (runTotal_ > 0 && wParam * 10 / runTotal_ != (wParam - 1) * 10 / runTotal_)
+            Line(Format("%zu/%zu DTA files", static_cast<std::size_t>(wParam),
+                        static_cast<std::size_t>(runTotal_)));
+        }
+        Draw(false);
+        break;
+      case PM_ROW_DONE:
+        if (rowHasTotal_) {
+          spectra_ += fileDone_;
+          ++filesDone_;
+        }
+        rowOpen_ = false;
+        Draw(true);
+        break;
+      case PM_RAW_SCANS:
+        if (text != nullptr) Line(Format("converting %s: %zu spectra", text, static_cast<std::size_t>(wParam)));
+        break;
+      case PM_ROW_ADDED:
+        if (text != nullptr) Line(Format("made %s", text));
+        break;
+      default:
+        break;
+    }
+  }
+
+  void Post(unsigned message, WPARAM, LPARAM) override {
+    if (message == PM_CANCELLED) cancelled_ = true;
+  }
+
+  bool Cancelled() const { return cancelled_; }
+  // Spectra worked through: every spectrum read in MGF runs, every file in
+  // DTA runs (those of 2 peaks or fewer included).
+  std::size_t Spectra() const { return spectra_ + (rowOpen_ && rowHasTotal_ ? fileDone_ : 0); }
+
+  // Takes the bar off the terminal line, so a message can stand there.
+  void ClearBar() {
+    if (barShown_) {
+      std::fputs("\r\x1b[K", stderr);
+      barShown_ = false;
+    }
+  }
+  void Finish() { ClearBar(); }
+
+ private:
+  void Line(const std::string& text) {
+    if (style_ != Style::Lines) return;
+    std::fprintf(stderr, "orvane clean: %s\n", text.c_str());
+  }
+
+  void Draw(bool force) {
+    if (style_ != Style::Bars) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (!force && barShown_ && now - lastDraw_ < std::chrono::milliseconds(100)) return;
+    lastDraw_ = now;
+    std::string line;
+    if (rowHasTotal_ || (!rowOpen_ && runTotal_ == 0)) {
+      const double file = fileTotal_ > 0 ? static_cast<double>(fileDone_) / fileTotal_ : 1.0;
+      const double run =
+          nInputs_ > 0 ? (filesDone_ + (rowOpen_ ? file : 0.0)) / static_cast<double>(nInputs_) : 1.0;
+      line = Format("%-32s [%s] %3d%% %zu/%zu | run [%s] %3d%% file %zu/%zu",
+                    ShortName(current_).c_str(), Bar(file, 20).c_str(),
+                    static_cast<int>(file * 100.0), static_cast<std::size_t>(fileDone_),
+                    static_cast<std::size_t>(fileTotal_), Bar(run, 10).c_str(),
+                    static_cast<int>(run * 100.0),
+                    std::min(filesDone_ + (rowOpen_ ? 1 : 0), nInputs_), nInputs_);
+    } else {
+      const double run = runTotal_ > 0 ? static_cast<double>(runDone_) / runTotal_ : 1.0;
+      line = Format("%-32s [%s] %3d%% %zu/%zu files", ShortName(current_).c_str(),
+                    Bar(run, 30).c_str(), static_cast<int>(run * 100.0),
+                    static_cast<std::size_t>(runDone_), static_cast<std::size_t>(runTotal_));
+    }
+    std::fprintf(stderr, "\r%s\x1b[K", line.c_str());
+    std::fflush(stderr);
+    barShown_ = true;
+  }
+
+  Style style_;
+  std::size_t nInputs_;
+  bool rowOpen_ = false;
+  bool rowHasTotal_ = false;
+  bool announced_ = false;
+  bool cancelled_ = false;
+  bool barShown_ = false;
+  WPARAM fileDone_ = 0, fileTotal_ = 0, runDone_ = 0, runTotal_ = 0;
+  std::size_t filesDone_ = 0;
+  std::size_t spectra_ = 0;
+  std::string current_;
+  std::chrono::steady_clock::time_point lastDraw_{};
+};
+
+// Boxes as one line each on standard error, clear of the progress bar.
+class ConsoleReporter final : public IReporter {
+ public:
+  explicit ConsoleReporter(ConsoleProgress& progress) : progress_(progress) {}
+  void Show(BoxKind kind, std::string_view text) override {
+    std::string line;
+    for (char c : text) {
+      if (c == '\n') {
+        if (!line.empty() && line.back() != ' ') line += ' ';
+      } else {
+        line += c;
+      }
+    }
+    while (!line.empty() && line.back() == ' ') line.pop_back();
+    progress_.ClearBar();
+    std::fprintf(stderr, "orvane: %s: %s\n", BoxKindName(kind), line.c_str());
+  }
+
+ private:
+  ConsoleProgress& progress_;
+};
+
+std::map<std::string, CleanRawInputHandler>& RawHandlers() {
+  static std::map<std::string, CleanRawInputHandler> handlers;
+  return handlers;
+}
+
+std::string LowerExtension(const std::string& path) {
+  std::string ext = FilePath(path).GetExtension();
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return ext;
+}
+
+int Fail(const std::string& message) {
+  std::fprintf(stderr, "orvane clean: %s\n", message.c_str());
+  return 1;
+}
+
+// The kind of the run from the inputs' extensions: 0 DTA, 1 MGF, 2 raw.
+int InputMode(const std::vector<std::string>& inputs, std::string* pProblem,
+              CleanRawInputHandler* pRawHandler) {
+  int mode = -1;
+  std::string first;
+  for (const std::string& input : inputs) {
+    const std::string ext = LowerExtension(input);
+    int kind = -1;
+    if (ext == "dta") {
+      kind = 0;
+    } else if (ext == "mgf") {
+      kind = 1;
+    } else if (auto it = RawHandlers().find(ext); it != RawHandlers().end()) {
+      kind = 2;
+      if (*pRawHandler != nullptr && *pRawHandler != it->second) {
+        *pProblem = "raw inputs of different kinds can't be cleaned in one run: " + first +
+                    " and " + input;
+        return -1;
+      }
+      *pRawHandler = it->second;
+    } else {
+      *pProblem = input + ": not a DTA or MGF file";
+      if (!RawHandlers().empty()) {
+        std::string known;
+        for (const auto& entry : RawHandlers()) known += " ." + entry.first;
+        *pProblem += " (raw inputs:" + known + ")";
+      }
+      return -1;
+    }
+    if (mode >= 0 && kind != mode) {
+      *pProblem = "inputs of different kinds can't be cleaned in one run: " + first + " and " +
+                  input + "; clean one kind per run";
+      return -1;
+    }
+    if (mode < 0) first = input;
+    mode = kind;
+  }
+  return mode;
+}
+
+int RunClean(CleanOptions& o) {
+  if (const std::string problem = ValidateCleanOptions(o); !problem.empty()) return Fail(problem);
+
+  std::string problem;
+  CleanRawInputHandler rawHandler = nullptr;
+  const int mode = InputMode(o.inputs, &problem, &rawHandler);
+  if (mode < 0) return Fail(problem);
+  for (const std::string& input : o.inputs) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(input, ec)) return Fail("no such input file: " + input);
+  }
+  if (mode == 0 && (o.bMergeOutput || o.bSkipCleaning))
+    std::fprintf(stderr, "orvane clean: --merge-output and --skip-cleaning apply to MGF inputs only; "
+                         "ignored for DTA files\n");
+
+  // The output folder, and badspectra/ where a driver will write into it:
+  // the engine makes no folders.
+  std::string folder = o.outputFolder;
+  for (char& c : folder)
+    if (c == '\\') c = '/';
+  if (folder.empty()) return Fail("the output folder (-o) is empty");
+  if (folder.back() != '/') folder += '/';
+  const bool separate = o.bExportBad && BadSpectraAction(o.badSpectra) == 1;
+  std::error_code ec;
+  std::filesystem::create_directories(folder, ec);
+  if (ec || !std::filesystem::is_directory(folder))
+    return Fail("can't make the output folder " + folder + ": " + ec.message());
+  if (separate || (mode != 0 && o.bMergeOutput)) {
+    std::filesystem::create_directories(folder + "badspectra", ec);
+    if (ec) return Fail("can't make the folder " + folder + "badspectra/: " + ec.message());
+  }
+
+  CStdioFile log;
+  if (!o.logFile.empty()) {
+    CFileException error;
+    // Written straight to its name, so it holds what was done if the
+    // process is killed.
+    if (!log.Open(o.logFile,
+                  CStdioFile::modeCreate | CStdioFile::modeWrite | CStdioFile::modeDirect, &error))
+      return Fail(error.Text());
+  }
+
+  ComPtr<ICleanMSMS_Files> pClean;
+  HRESULT hr = CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER, IID_ICleanMSMS_Files,
+                                pClean.Out());
+  if (FAILED(hr))
+    return Fail(Format("can't create the engine object (HRESULT 0x%x)", static_cast<unsigned>(hr)));
+  {
+    ComPtr<IMgfDialect> pDialect;
+    hr = pClean->QueryInterface(IID_IMgfDialect, pDialect.Out());
+    if (SUCCEEDED(hr))
+      hr = pDialect->SetMgfDialect(o.mgfDialect == "classic" ? MgfDialect::Classic
+                                                             : MgfDialect::Modern);
+    if (FAILED(hr))
+      return Fail(Format("can't set the MGF dialect (HRESULT 0x%x)", static_cast<unsigned>(hr)));
+  }
+
+  CleanFileList files;
+  files.nMode = mode;
+  std::int32_t row = 0;
+  for (const std::string& input : o.inputs) {
+    files.lstFiles.push_back(input);
+    files.lstRows.push_back(row++);
+    ProtectInput(input);
+  }
+
+  const ConsoleProgress::Style style =
+      o.bQuiet ? ConsoleProgress::Style::Quiet
+               : (::isatty(STDERR_FILENO) ? ConsoleProgress::Style::Bars
+                                          : ConsoleProgress::Style::Lines);
+  ConsoleProgress progress(style, o.inputs.size());
+  ConsoleReporter reporter(progress);
+  IReporter* previous = SetReporter(&reporter);
+
+  CleanParams params;
+  ApplyCleanOptions(o, params);
+  params.bWriteLog = log.IsOpen();
+  params.pLogFile = log.IsOpen() ? &log : nullptr;
+  params.pFileList = &files;
+  params.hProgressWnd = &progress;
+  params.pCancelEvent = &g_cancel;
+  params.strOutputFolder = folder;
+
+  if (rawHandler != nullptr && !rawHandler(o.inputs, params)) {
+    SetReporter(previous);
+    return 1;
+  }
+
+  g_cancel.Reset();
+  const auto start = std::chrono::steady_clock::now();
+  {
+    StopSignals signals;
+    hr = pClean->CleanFiles(&params);
+  }
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  progress.Finish();
+  SetReporter(previous);
+
+  if (log.IsOpen()) {
+    try {
+      log.Close();
+    } catch (const CFileException& e) {
+      std::fprintf(stderr, "orvane clean: %s\n", e.Text().c_str());
+    }
+  }
+
+  const std::size_t spectra = progress.Spectra();
+  const char* unit = mode == 0 ? "DTA files" : "spectra";
+  if (progress.Cancelled() || g_cancel.IsSignalled()) {
+    if (!o.bQuiet)
+      std::fprintf(stderr, "orvane clean: stopped after %zu %s; the outputs in %s hold what was "
+                           "cleaned so far\n", spectra, unit, folder.c_str());
+    return kExitStopped;
+  }
+  if (FAILED(hr)) return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(hr)));
+  if (!o.bQuiet)
+    std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.2f s (%.1f %s/s); "
+                         "outputs in %s\n", spectra, unit, o.inputs.size(),
+                 o.inputs.size() == 1 ? "" : "s", seconds, seconds > 0 ? spectra / seconds : 0.0,
+                 mode == 0 ? "files" : "spectra", folder.c_str());
+  return 0;
+}
+
+const char* kCleanDescription =
+    "Clean MS/MS peak lists: tell good spectra from bad ones, remove isotope peaks, turn 2- and\n"
+    "3-fold charged clusters into single peaks and, if asked, remove random noise. Inputs are DTA\n"
+    "files or MGF files (one kind per run). Each input gives DIR/<name>_c.<ext>; bad spectra go\n"
+    "to DIR/badspectra/<name>_bad_c.<ext>. Ctrl-C stops after the spectrum in hand.\n"
+    "Exit status: 0 finished, 130 stopped, 1 failed.";
+
+}  // namespace
+
+void RegisterCleanRawInput(const std::string& extension, CleanRawInputHandler handler) {
+  std::string ext = extension;
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  RawHandlers()[ext] = handler;
+}
+
+void AddCleanCommand(CLI::App& app) {
+  static CleanOptions options;
+  auto* cmd = app.add_subcommand("clean", kCleanDescription);
+  cmd->add_option("inputs", options.inputs, "DTA or MGF files")->required();
+  AddCleanOptions(cmd, &options);
+  cmd->footer(
+      "\nExamples:\n"
+      "  orvane clean -o cleaned/ run1.mgf                defaults: de-isotoping and deconvolution\n"
+      "  orvane clean -o cleaned/ --log run.log *.mgf     with a run log\n"
+      "  orvane clean -o merged/ --skip-cleaning --merge-output a.mgf b.mgf\n"
+      "                                                   concatenate MGF files\n"
+      "  orvane clean -o cleaned/ --remove-noise --check-seq-tags run1.mgf\n");
+  cmd->callback([] { SetExitCode(RunClean(options)); });
+}
+
+}  // namespace orvane::app
