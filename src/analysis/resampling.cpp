@@ -43,11 +43,13 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
   std::vector<double> vIntensity(pDta->vIntensity.begin(), pDta->vIntensity.begin() + n);
 
   // Grid masses once, and the width of the grid they span.
+  std::vector<std::int64_t> vHundredths(n);
   std::vector<double> vGrid(n);
   double dLow = 0.0;
   double dHigh = 0.0;
   for (std::uint32_t k = 0; k < n; ++k) {
-    vGrid[k] = grid::GridMass(vMass[k]);
+    vHundredths[k] = grid::GridHundredths(vMass[k]);
+    vGrid[k] = static_cast<double>(vHundredths[k]) / 100.0;
     dLow = k == 0 ? vGrid[k] : std::min(dLow, vGrid[k]);
     dHigh = k == 0 ? vGrid[k] : std::max(dHigh, vGrid[k]);
   }
@@ -63,6 +65,18 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
   pDta->vIntensity.reserve(static_cast<std::size_t>(dPoints) + 1);
 
   const double dFillLimit = 1.1 * dStep;
+  // Each zero point is x = trunc((x + dStep) * 100 + 0.5) / 100. In
+  // hundredths that adds the whole part of 100 * dStep + 0.5 every time, as
+  // long as its fraction stays clear of the rounding error of the sum (for
+  // 0.05: 5.5, five hundredths a step). Counting hundredths then gives the
+  // same doubles without a chain of dependent divisions through the loop.
+  const double dIncrement = dStep * 100.0 + 0.5;
+  const double dWhole = std::floor(dIncrement);
+  const bool bFixedIncrement =
+      dWhole >= 1.0 && dIncrement - dWhole > 1e-6 && dWhole + 1.0 - dIncrement > 1e-6;
+  const std::int64_t nIncrement = static_cast<std::int64_t>(dWhole);
+  constexpr double kFixedIncrementRange = 1.0e6;  // masses where the sum errs by < 1e-8
+
   std::uint32_t i = 0;
   while (i + 1 < n) {
     const double m0 = vGrid[i];
@@ -86,6 +100,14 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
       // Zero points one step apart, each rounded to hundredths, up to at
       // most 1.1 steps below the next peak.
       double x = m0;
+      if (bFixedIncrement && m0 >= 0.0 && m1 < kFixedIncrementRange) {
+        std::int64_t nHundredths = vHundredths[i];
+        while (m1 - x > dFillLimit) {
+          nHundredths += nIncrement;
+          x = static_cast<double>(nHundredths) / 100.0;
+          pDta->AddPeak(x, 0.0);
+        }
+      }
       while (m1 - x > dFillLimit) {
         double xNext = std::trunc((x + dStep) * 100.0 + 0.5) / 100.0;
         // With the smallest steps the rounding can land on x again (x * 100

@@ -148,6 +148,40 @@ TEST(MakeEquidistant, SmallestStepEndsAndAdvancesByHundredths) {
   EXPECT_EQ(dta.GetSampling(), 200);
 }
 
+// The zero fill, point for point, against the rounding formula itself:
+// x = trunc((x + dStep) * 100.0 + 0.5) / 100.0 while m1 - x > 1.1 dStep.
+struct FillCase {
+  double dStep;
+  double dFrom;
+  double dTo;
+};
+
+class ZeroFill : public ::testing::TestWithParam<FillCase> {};
+
+TEST_P(ZeroFill, MatchesTheRoundingFormula) {
+  const FillCase& c = GetParam();
+  Dta dta = MakeDta({c.dFrom, c.dTo}, {1.0, 2.0});
+  ASSERT_EQ(MakeEquidistant(c.dStep, &dta), S_OK);
+  std::vector<double> want = {c.dFrom};
+  for (double x = c.dFrom; c.dTo - x > 1.1 * c.dStep;) {
+    x = std::trunc((x + c.dStep) * 100.0 + 0.5) / 100.0;
+    want.push_back(x);
+  }
+  want.push_back(c.dTo);
+  EXPECT_EQ(Masses(dta), want);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, ZeroFill,
+    ::testing::Values(FillCase{0.05, 100.0, 2150.0}, FillCase{0.05, 0.0, 30.0},
+                      FillCase{0.1, 150.05, 1200.0}, FillCase{0.07, 100.0, 400.0},
+                      FillCase{0.03, 333.35, 500.0}, FillCase{0.015, 100.0, 140.0},
+                      FillCase{0.0051, 99.95, 120.0}, FillCase{0.123, 100.0, 900.0},
+                      FillCase{0.25, 1000.0, 1500.0}, FillCase{1.0, 100.0, 3000.0},
+                      // 100 * step + 0.5 a whole number: rounding decides each step.
+                      FillCase{0.045, 100.0, 400.0}, FillCase{0.095, 100.0, 400.0},
+                      FillCase{0.5, 100.0, 400.0}, FillCase{0.05, 90000.0, 90500.0}));
+
 // --- failures --------------------------------------------------------------
 
 TEST(MakeEquidistant, UnsortedInputFailsWithAnErrorBox) {
