@@ -15,6 +15,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cmath>
+#include <cstdint>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -79,18 +82,57 @@ class Tokenizer {
   char* next_;
 };
 
-// atof of a zero-terminated token. The common case, a plain decimal number
-// that fills the whole token, goes through from_chars (correctly rounded,
-// like strtod); everything else (hexadecimal, leading white space, trailing
-// text, out of range) goes to strtod itself, so the value is always atof's.
-double ParseDouble(const char* token, std::size_t length) {
+// Powers of ten that a double holds exactly.
+constexpr double kExactPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// A plain decimal "[-]digits[.digits]" of at most 15 significant digits
+// whose digits fill the whole token: its digits as an integer and the power
+// of ten below them are both exact doubles, so one division gives the
+// correctly rounded value, the one strtod gives. False for anything else.
+bool ParseSimpleDecimal(const char* token, double* pValue) {
+  const char* p = token;
+  const bool negative = *p == '-';
+  if (negative) ++p;
+  std::uint64_t digits = 0;
+  int significant = 0;
+  int fraction = 0;
+  bool any = false;
+  bool point = false;
+  for (;; ++p) {
+    const char c = *p;
+    if (c >= '0' && c <= '9') {
+      any = true;
+      if (digits != 0 || c != '0') ++significant;
+      if (significant > 15) return false;
+      digits = digits * 10 + static_cast<unsigned>(c - '0');
+      if (point) ++fraction;
+    } else if (c == '.' && !point) {
+      point = true;
+    } else {
+      break;
+    }
+  }
+  if (!any || *p != '\0' || fraction > 22) return false;
+  const double value = static_cast<double>(digits) / kExactPowersOfTen[fraction];
+  *pValue = negative ? -value : value;
+  return true;
+}
+
+// atof of a zero-terminated token. Plain decimals take the exact short way;
+// other numbers go through from_chars (correctly rounded, like strtod) when
+// they fill the whole token; everything else (hexadecimal, leading white
+// space, trailing text, out of range) goes to strtod itself. So the value is
+// always atof's.
+double ParseDouble(const char* token) {
   double value = 0.0;
+  if (ParseSimpleDecimal(token, &value)) return value;
+  const std::size_t length = std::strlen(token);
   const auto [end, ec] = std::from_chars(token, token + length, value);
   if (ec == std::errc() && end == token + length) return value;
   return std::strtod(token, nullptr);
 }
-
-double ParseDouble(const char* token) { return ParseDouble(token, std::strlen(token)); }
 
 // Whether atof would read a number from the start of the token rather than
 // give 0.0 for a word.
@@ -100,6 +142,10 @@ bool StartsWithNumber(const char* token) {
   std::strtod(token, &end);
   return end != token;
 }
+
+// Whether a token can be one of the three tags: a quick test that spares
+// the peak lines three comparisons.
+bool MayBeTag(const char* token) { return token[0] == 'T' || token[0] == 'C' || token[0] == 'P'; }
 
 bool StartsWith(const char* text, const char* prefix, std::size_t prefixLength) {
   return std::strncmp(text, prefix, prefixLength) == 0;
@@ -121,7 +167,8 @@ HRESULT ImportClassic(CStdioFile* pFile, Dta* pDta) {
     Tokenizer tokens(line);
     const char* t = tokens.Next(kTokenDelims);
     if (t == nullptr) continue;  // only delimiters
-    if (std::strcmp(t, "TITLE") == 0) {
+    const bool tag = MayBeTag(t);
+    if (tag && std::strcmp(t, "TITLE") == 0) {
       const char* u = tokens.Next(kTokenDelims);
       if (u == nullptr) continue;
       if (std::strcmp(u, "File:") == 0) {
@@ -133,12 +180,12 @@ HRESULT ImportClassic(CStdioFile* pFile, Dta* pDta) {
       } else {
         pDta->strTitle = u;
       }
-    } else if (std::strcmp(t, "CHARGE") == 0) {
+    } else if (tag && std::strcmp(t, "CHARGE") == 0) {
       // "+" is a delimiter and atoi stops at "-": "2+" and "2-" both give 2.
       const char* u = tokens.Next(kTokenDelims);
       if (u == nullptr) continue;
       pDta->nCharge = std::atoi(u);
-    } else if (std::strcmp(t, "PEPMASS") == 0) {
+    } else if (tag && std::strcmp(t, "PEPMASS") == 0) {
       // Only the first number; a precursor intensity behind it is not read.
       const char* u = tokens.Next(kTokenDelims);
       if (u == nullptr) continue;
@@ -158,7 +205,7 @@ HRESULT ImportClassic(CStdioFile* pFile, Dta* pDta) {
 // to kMaxModernLine characters). *ppLine points into buffer or into joined and
 // stays valid until the next call. False at the end of the file.
 bool ReadLogicalLine(CStdioFile* pFile, char (&buffer)[kReadLimit], std::string& joined,
-                     char** ppLine) {
+                     char** ppLine, std::size_t* pLength) {
   char* piece = pFile->ReadString(buffer, kReadLimit);
   if (piece == nullptr) return false;
   std::size_t n = std::strlen(piece);
@@ -167,6 +214,7 @@ bool ReadLogicalLine(CStdioFile* pFile, char (&buffer)[kReadLimit], std::string&
   };
   if (complete(piece, n)) {
     *ppLine = piece;
+    *pLength = n;
     return true;
   }
   joined.assign(piece, n);
@@ -179,6 +227,7 @@ bool ReadLogicalLine(CStdioFile* pFile, char (&buffer)[kReadLimit], std::string&
     if (complete(piece, n)) break;
   }
   *ppLine = joined.data();
+  *pLength = joined.size();
   return true;
 }
 
@@ -225,8 +274,8 @@ void ReadModernOtherLine(char* line, Dta* pDta) {
   Tokenizer tokens(line);
   const char* t = tokens.Next(kTokenDelims);
   if (t == nullptr) return;
-  if (std::strcmp(t, "TITLE") == 0 || std::strcmp(t, "CHARGE") == 0 ||
-      std::strcmp(t, "PEPMASS") == 0) {
+  if (MayBeTag(t) && (std::strcmp(t, "TITLE") == 0 || std::strcmp(t, "CHARGE") == 0 ||
+                      std::strcmp(t, "PEPMASS") == 0)) {
     const char* u = tokens.Next(kTokenDelims);
     if (u == nullptr) return;
     if (t[0] == 'T') pDta->strTitle = u;
@@ -240,25 +289,40 @@ void ReadModernOtherLine(char* line, Dta* pDta) {
   pDta->AddPeak(ParseDouble(t), ParseDouble(u));
 }
 
+// A line that starts with a digit: mass and intensity, a third token ignored.
+void ReadModernPeak(char* line, Dta* pDta) {
+  Tokenizer tokens(line);
+  const char* t = tokens.Next(kTokenDelims);
+  const char* u = tokens.Next(kTokenDelims);
+  if (u == nullptr) return;
+  pDta->AddPeak(ParseDouble(t), ParseDouble(u));
+}
+
 HRESULT ImportModern(CStdioFile* pFile, Dta* pDta) {
   char buffer[kReadLimit];
   std::string joined;
   char* line = nullptr;
+  std::size_t lineLength = 0;
   for (;;) {
-    if (!ReadLogicalLine(pFile, buffer, joined, &line)) return S_FALSE;
+    if (!ReadLogicalLine(pFile, buffer, joined, &line, &lineLength)) return S_FALSE;
     if (StartsWith(line, "BEGIN IONS", 10)) break;
   }
   for (;;) {
-    if (!ReadLogicalLine(pFile, buffer, joined, &line)) return S_FALSE;
+    if (!ReadLogicalLine(pFile, buffer, joined, &line, &lineLength)) return S_FALSE;
     if (StartsWith(line, "END IONS", 8)) return S_OK;
 
     // Trim white space (and a CR a foreign line end left) at both ends.
     char* s = line;
-    while (*s == ' ' || *s == '\t') ++s;
-    std::size_t length = std::strlen(s);
-    while (length > 0 && IsSpace(s[length - 1])) --length;
-    s[length] = '\0';
+    char* end = line + lineLength;
+    while (s < end && (*s == ' ' || *s == '\t')) ++s;
+    while (end > s && IsSpace(end[-1])) --end;
+    *end = '\0';
+    const auto length = static_cast<std::size_t>(end - s);
     if (length == 0) continue;
+    if (s[0] >= '0' && s[0] <= '9') {  // the common case: a peak
+      ReadModernPeak(s, pDta);
+      continue;
+    }
     if (std::strchr("#;!/", s[0]) != nullptr) continue;  // comment lines
 
     const std::size_t keyLength = KeyLength(s);
@@ -282,14 +346,74 @@ HRESULT ImportModern(CStdioFile* pFile, Dta* pDta) {
 
 // ---------------------------------------------------------------- writing
 
-// printf's "%W.3f", without going through printf: to_chars with a precision
-// is defined to give printf's digits, and it is several times faster.
-void AppendFixed3(std::string& out, double value, std::size_t width) {
-  char digits[400];  // the widest double in fixed notation takes 309 digits
-  const auto result = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 3);
-  const std::size_t n = static_cast<std::size_t>(result.ptr - digits);
-  if (n < width) out.append(width - n, ' ');
-  out.append(digits, n);
+// The thousandths of |value|, rounded as printf rounds: the exact binary
+// value to the nearest, a tie to even. False for values of 2^52 and above,
+// infinities and NaN.
+bool RoundToThousandths(double value, std::uint64_t* pThousandths) {
+  const auto bits = std::bit_cast<std::uint64_t>(value);
+  const int exponent = static_cast<int>((bits >> 52) & 0x7FF);
+  const std::uint64_t fraction = bits & ((std::uint64_t{1} << 52) - 1);
+  if (exponent == 0x7FF) return false;
+  if (exponent == 0) {  // zero or subnormal: far below half a thousandth
+    *pThousandths = 0;
+    return true;
+  }
+  // |value| = mantissa / 2^shift exactly.
+  const std::uint64_t mantissa = fraction | (std::uint64_t{1} << 52);
+  const int shift = 1075 - exponent;
+  if (shift <= 0) return false;  // 2^52 and above: whole numbers, rare in peak lists
+  // mantissa * 1000 < 2^63: no overflow, and for a shift of 64 or more it
+  // stays below half of 2^shift, so it rounds to 0.
+  const std::uint64_t scaled = mantissa * 1000;
+  if (shift >= 64) {
+    *pThousandths = 0;
+    return true;
+  }
+  std::uint64_t q = scaled >> shift;
+  const std::uint64_t rest = scaled & ((std::uint64_t{1} << shift) - 1);
+  const std::uint64_t half = std::uint64_t{1} << (shift - 1);
+  if (rest > half || (rest == half && (q & 1) != 0)) ++q;
+  *pThousandths = q;
+  return true;
+}
+
+// The widest double in fixed notation with 3 decimals takes 314 characters.
+constexpr std::size_t kFixed3Max = 320;
+
+// printf's "%W.3f" at p (which has room for width + kFixed3Max characters),
+// without going through printf: the common magnitudes are rounded in
+// integers above, the rest goes to to_chars, which is defined to give
+// printf's digits. Returns the end of the text.
+char* PutFixed3(char* p, double value, std::size_t width) {
+  char digits[kFixed3Max];
+  char* d = digits;
+  std::uint64_t thousandths = 0;
+  if (RoundToThousandths(value, &thousandths)) {
+    if (std::signbit(value)) *d++ = '-';  // printf writes "-0.000" too
+    d = std::to_chars(d, digits + sizeof digits, thousandths / 1000).ptr;
+    const auto rest = static_cast<unsigned>(thousandths % 1000);
+    d[0] = '.';
+    d[1] = static_cast<char>('0' + rest / 100);
+    d[2] = static_cast<char>('0' + rest / 10 % 10);
+    d[3] = static_cast<char>('0' + rest % 10);
+    d += 4;
+  } else {
+    d = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 3).ptr;
+  }
+  const auto n = static_cast<std::size_t>(d - digits);
+  for (std::size_t pad = n; pad < width; ++pad) *p++ = ' ';
+  std::memcpy(p, digits, n);
+  return p + n;
+}
+
+// One peak line, "%7.3lf %9.3lf\n".
+void AppendPeakLine(std::string& out, double mass, double intensity) {
+  char line[2 * kFixed3Max + 16];
+  char* p = PutFixed3(line, mass, 7);
+  *p++ = ' ';
+  p = PutFixed3(p, intensity, 9);
+  *p++ = '\n';
+  out.append(line, static_cast<std::size_t>(p - line));
 }
 
 // The shortest text that reads back as the same double.
@@ -341,11 +465,7 @@ HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComm
   for (unsigned i = 0; i < nPeaks; ++i) {
     const double intensity = pDta->GetIntensity(i);
     if (intensity == 0.0) continue;
-    // "%7.3lf %9.3lf\n"
-    AppendFixed3(block, pDta->GetMass(i), 7);
-    block += ' ';
-    AppendFixed3(block, intensity, 9);
-    block += '\n';
+    AppendPeakLine(block, pDta->GetMass(i), intensity);
   }
   block += "END IONS\n";
   pFile->WriteString(block);

@@ -1,6 +1,12 @@
 // The classic MGF reader: three tags, every other line of a block a peak.
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+#include <random>
+
+#include "platform/format.h"
 #include "spectrum/mgf_test_util.h"
 
 namespace orvane {
@@ -198,6 +204,39 @@ TEST(ImportMgf, TheRestOfAnOverLongLineIsALineOfItsOwn) {
   EXPECT_EQ(reads[0].dta.strTitle, std::string(248, 'a'));
   EXPECT_EQ(Peaks(reads[0].dta), (PeakList{{100.5, 7.25}, {200.5, 3.5}}));
   EXPECT_EQ(reads[1].hr, S_FALSE);  // "1 2" stands outside a block now
+}
+
+// Numbers are read by a short way for plain decimals; every value must be
+// the one atof gives, to the bit.
+TEST(ImportMgf, NumbersReadAsAtofReadsThem) {
+  std::vector<std::string> numbers = {"0",       "-0",        "1.",        ".5",        "-.5",
+                                      "007.250", "0.1",       "0.3",       "1e5",       "2.5E-3",
+                                      "0x1p3",   "inf",       "-infinity", "1.7976931348623157e308",
+                                      "1e999",   "4.9e-324",  "1e-400",    "123456789012345",
+                                      "1234567890123456", "12345678901234567890", "0.000000000000000000001",
+                                      "0.00000000000000000000001", "9007199254740993",
+                                      "457.723968505859", "3284441.75"};
+  std::mt19937_64 random(7);
+  std::uniform_real_distribution<double> mantissa(0.0, 1.0);
+  std::uniform_int_distribution<int> digits(0, 12);
+  std::uniform_int_distribution<int> magnitude(-3, 9);
+  for (int i = 0; i < 3000; ++i) {
+    const double v = mantissa(random) * std::pow(10.0, magnitude(random)) * (i % 3 == 0 ? -1 : 1);
+    numbers.push_back(Format("%.*f", digits(random), v));
+    numbers.push_back(Format("%.17g", v));
+  }
+  std::string text = "BEGIN IONS\n";
+  for (const auto& n : numbers) text += n + " " + n + "\n";
+  text += "END IONS\n";
+  const auto blocks = Blocks(text, kClassic);
+  ASSERT_EQ(blocks.size(), 1u);
+  ASSERT_EQ(blocks[0].GetPeakCount(), numbers.size());
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    const double expected = std::atof(numbers[i].c_str());
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(blocks[0].GetMass(static_cast<unsigned>(i))),
+              std::bit_cast<std::uint64_t>(expected))
+        << numbers[i];
+  }
 }
 
 TEST(CountMgfSpectra, CountsOnlyLinesThatAreExactlyBeginIons) {

@@ -111,6 +111,8 @@ TEST(ExportMgf, ClassicIgnoresTheModernExtras) {
 TEST(ExportMgf, PeakLinesAreThoseOfPrintf) {
   std::vector<double> values = {0.0005,   0.0015,   0.0025,   1.0005,   2.0005,     -0.0004,
                                 -0.0,     -1.2345,  999.9995, 9999.9995, 1e-300,    4.9e-324,
+                                0.0625,   0.1875,   1.0625,   4503599627370495.5, 4503599627370496.0,
+                                9007199254740993.0, 2.2250738585072014e-308, 1e-3 / 2,
                                 1e15,     1e22,     -1e22,    1.7976931348623157e308,
                                 123.4565, 123.4575, 0.1,      1e7 + 0.0005,
                                 std::numeric_limits<double>::infinity(),
@@ -120,8 +122,10 @@ TEST(ExportMgf, PeakLinesAreThoseOfPrintf) {
   std::mt19937_64 random(42);
   std::uniform_real_distribution<double> wide(-1e6, 1e6);
   std::uniform_int_distribution<int> thousandths(0, 5'000'000);
+  std::uniform_real_distribution<double> exponent(-8.0, 17.0);
   for (int i = 0; i < 2000; ++i) {
     values.push_back(wide(random));
+    values.push_back((i % 2 ? -1 : 1) * std::pow(10.0, exponent(random)));
     // Exact halves of the last digit, where rounding is tested hardest.
     values.push_back(thousandths(random) / 1000.0 + 0.0005);
   }
