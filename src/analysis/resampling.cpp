@@ -34,7 +34,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
     return E_UNEXPECTED;
   }
   if (!(dStep >= kMinStep) || !std::isfinite(dStep)) {
-    ShowError(Format("Equidistant step %f is too small: it must be at least %.3f", dStep, kMinStep));
+    ShowError(Format("Equidistant step %f is not usable: it must be at least %.3f", dStep, kMinStep));
     return E_UNEXPECTED;
   }
 
@@ -80,6 +80,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
   std::uint32_t i = 0;
   while (i + 1 < n) {
     const double m0 = vGrid[i];
+    const std::int64_t nHundredths0 = vHundredths[i];
     double m1 = vGrid[i + 1];
     double a = vIntensity[i];
     // Peaks sharing a grid position fold into one point with the highest
@@ -101,7 +102,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
       // most 1.1 steps below the next peak.
       double x = m0;
       if (bFixedIncrement && m0 >= 0.0 && m1 < kFixedIncrementRange) {
-        std::int64_t nHundredths = vHundredths[i];
+        std::int64_t nHundredths = nHundredths0;
         while (m1 - x > dFillLimit) {
           nHundredths += nIncrement;
           x = static_cast<double>(nHundredths) / 100.0;

@@ -77,27 +77,6 @@ TEST(Correlation, FlatWindowHasNoValue) {
   }
 }
 
-TEST(Correlation, MatchesThePearsonFormula) {
-  const IsotopeTemplates t(3);
-  const cluster::TemplateBand band = cluster::MakeTemplateBand(700.0, 3, t);
-  std::vector<double> w(25);
-  for (int c = 0; c < 25; ++c) w[static_cast<std::size_t>(c)] = std::fmod(c * 37.0, 11.0) + 0.5;
-  double sw = 0, sww = 0, swt = 0, sy = 0, syy = 0;
-  for (int c = 0; c < 25; ++c) {
-    const double x = w[static_cast<std::size_t>(c)];
-    const double y = band.vTemplateD[static_cast<std::size_t>(c)];
-    sw += x;
-    sww += x * x;
-    swt += x * y;
-    sy += y;
-    syy += y * y;
-  }
-  const double want = (25 * swt - sw * sy) / std::sqrt((25 * sww - sw * sw) * (25 * syy - sy * sy));
-  double r = 0;
-  ASSERT_TRUE(cluster::Correlate(w.data(), band, &r));
-  EXPECT_DOUBLE_EQ(r, want);
-}
-
 // --- the walk --------------------------------------------------------------
 
 // A working spectrum and its dense copy on the grid from 100.00.

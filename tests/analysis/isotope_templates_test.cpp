@@ -80,27 +80,6 @@ TEST(IsotopeTemplates, BothTablesShareTheKnots) {
   }
 }
 
-TEST(IsotopeTemplates, EntriesBetweenKnotsFollowTheLine) {
-  // Between two knots the entries move monotonically from one to the other.
-  for (int nCharge : {2, 3}) {
-    const IsotopeTemplates t(nCharge);
-    const int s = nCharge == 3 ? 6 : 10;
-    for (int r = 0; r < IsotopeTemplates::kRows; ++r) {
-      const std::int32_t* row = t.Row(r);
-      for (int k = 0; k < 4; ++k) {
-        const int a = row[k * s];
-        const int b = row[(k + 1) * s];
-        for (int c = k * s; c < (k + 1) * s; ++c) {
-          if (a >= b)
-            EXPECT_GE(row[c], row[c + 1]) << nCharge << " row " << r << " col " << c;
-          else
-            EXPECT_LE(row[c], row[c + 1]) << nCharge << " row " << r << " col " << c;
-        }
-      }
-    }
-  }
-}
-
 TEST(IsotopeTemplates, CopiesOwnTheirRows) {
   IsotopeTemplates* pOriginal = new IsotopeTemplates(3);
   const IsotopeTemplates copy(*pOriginal);

@@ -100,13 +100,5 @@ TEST(CheckSequenceTags, EmptySpectrumHasNoTag) {
   EXPECT_FALSE(b);
 }
 
-TEST(CheckSequenceTags, LeavesTheSpectrumAlone) {
-  const Dta dta = MakeDta({100.0, 171.04, 228.06}, {30, 20, 10});
-  const Dta before = dta;
-  HasTag(dta, 2, 0.1, 0);
-  EXPECT_EQ(dta.vMass, before.vMass);
-  EXPECT_EQ(dta.vIntensity, before.vIntensity);
-}
-
 }  // namespace
 }  // namespace orvane
