@@ -2,6 +2,7 @@
 // checks the options and inputs, makes the output folders, opens the log,
 // creates the engine, shows progress from the engine's host messages and
 // turns SIGINT/SIGTERM into the run's cancel event.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -283,6 +284,18 @@ int InputMode(const std::vector<std::string>& inputs, std::string* pProblem,
   return mode;
 }
 
+// Every spectrum goes through working copies of a few hundred kilobytes
+// each (the 0.05 grid of a 2000 Da spectrum is 40,000 points). By default
+// glibc hands such blocks back to the system at each free, and every new
+// spectrum pays for faulting them in again - in a virtual machine more than
+// all the arithmetic. Keeping freed memory in the heap makes the run an
+// order of magnitude cheaper; the heap stays at the size of one spectrum's
+// working set.
+void KeepFreedMemory() {
+  mallopt(M_MMAP_THRESHOLD, 256 * 1024 * 1024);
+  mallopt(M_TRIM_THRESHOLD, 512 * 1024 * 1024);
+}
+
 int RunClean(CleanOptions& o) {
   if (const std::string problem = ValidateCleanOptions(o); !problem.empty()) return Fail(problem);
 
@@ -371,6 +384,7 @@ int RunClean(CleanOptions& o) {
     return 1;
   }
 
+  KeepFreedMemory();
   g_cancel.Reset();
   const auto start = std::chrono::steady_clock::now();
   {
@@ -400,7 +414,7 @@ int RunClean(CleanOptions& o) {
   }
   if (FAILED(hr)) return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(hr)));
   if (!o.bQuiet)
-    std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.2f s (%.1f %s/s); "
+    std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.3f s (%.1f %s/s); "
                          "outputs in %s\n", spectra, unit, o.inputs.size(),
                  o.inputs.size() == 1 ? "" : "s", seconds, seconds > 0 ? spectra / seconds : 0.0,
                  mode == 0 ? "files" : "spectra", folder.c_str());
