@@ -421,12 +421,21 @@ int RunClean(CleanOptions& o) {
   return 0;
 }
 
-const char* kCleanDescription =
-    "Clean MS/MS peak lists: tell good spectra from bad ones, remove isotope peaks, turn 2- and\n"
-    "3-fold charged clusters into single peaks and, if asked, remove random noise. Inputs are DTA\n"
-    "files or MGF files (one kind per run). Each input gives DIR/<name>_c.<ext>; bad spectra go\n"
-    "to DIR/badspectra/<name>_bad_c.<ext>. Ctrl-C stops after the spectrum in hand.\n"
-    "Exit status: 0 finished, 130 stopped, 1 failed.";
+const char* kCleanSummary =
+    "Clean DTA or MGF files: bad spectra, isotope peaks, charge clusters, noise";
+
+const char* kCleanFooter =
+    "\nTells good spectra from bad ones, removes isotope peaks, turns 2- and 3-fold charged\n"
+    "clusters into single peaks and, if asked, removes random noise. Inputs are DTA files or\n"
+    "MGF files, one kind per run. Each input gives DIR/<name>_c.<ext>; bad spectra go to\n"
+    "DIR/badspectra/<name>_bad_c.<ext>. Ctrl-C stops after the spectrum in hand, with the\n"
+    "outputs closed. Exit status: 0 finished, 130 stopped, 1 failed.\n"
+    "\nExamples:\n"
+    "  orvane clean -o cleaned/ run1.mgf                defaults: de-isotoping and deconvolution\n"
+    "  orvane clean -o cleaned/ --log run.log *.mgf     with a run log\n"
+    "  orvane clean -o merged/ --skip-cleaning --merge-output a.mgf b.mgf\n"
+    "                                                   concatenate MGF files\n"
+    "  orvane clean -o cleaned/ --remove-noise --check-seq-tags run1.mgf\n";
 
 }  // namespace
 
@@ -438,16 +447,10 @@ void RegisterCleanRawInput(const std::string& extension, CleanRawInputHandler ha
 
 void AddCleanCommand(CLI::App& app) {
   static CleanOptions options;
-  auto* cmd = app.add_subcommand("clean", kCleanDescription);
+  auto* cmd = app.add_subcommand("clean", kCleanSummary);
   cmd->add_option("inputs", options.inputs, "DTA or MGF files")->required();
   AddCleanOptions(cmd, &options);
-  cmd->footer(
-      "\nExamples:\n"
-      "  orvane clean -o cleaned/ run1.mgf                defaults: de-isotoping and deconvolution\n"
-      "  orvane clean -o cleaned/ --log run.log *.mgf     with a run log\n"
-      "  orvane clean -o merged/ --skip-cleaning --merge-output a.mgf b.mgf\n"
-      "                                                   concatenate MGF files\n"
-      "  orvane clean -o cleaned/ --remove-noise --check-seq-tags run1.mgf\n");
+  cmd->footer(kCleanFooter);
   cmd->callback([] { SetExitCode(RunClean(options)); });
 }
 
