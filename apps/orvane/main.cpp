@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "frame/interfaces.h"
 #include "frame/module.h"
+#include "raw_options_cli.h"
 
 int main(int argc, char** argv) {
   orvane::RegisterOrvaneModule();
@@ -24,6 +25,7 @@ int main(int argc, char** argv) {
   orvane::app::AddInfoCommand(app);
   orvane::app::AddCleanCommand(app);
   orvane::app::AddConvertCommand(app);
+  orvane::app::AddRawInputs(app);  // mzML/mzXML inputs and options of convert and clean
 
   try {
     app.parse(argc, argv);

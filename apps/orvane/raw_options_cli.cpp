@@ -1,0 +1,241 @@
+#include "raw_options_cli.h"
+
+#include <signal.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "clean_options.h"
+#include "commands.h"
+#include "frame/interfaces.h"
+#include "platform/format.h"
+#include "platform/reporter.h"
+#include "raw/conversions.h"
+#include "readers/mz_reader.h"
+#include "spectrum/file_path.h"
+
+namespace orvane::app {
+namespace {
+
+RawOptionsCli g_convertOptions;
+RawOptionsCli g_cleanOptions;
+
+// The cancel event of a conversion in hand; SIGINT and SIGTERM set it.
+CEvent g_cancel;
+
+void OnStopSignal(int sig) {
+  g_cancel.Set();
+  ::signal(sig, SIG_DFL);  // a second signal ends the process at once
+}
+
+class StopSignals {
+ public:
+  StopSignals() {
+    struct sigaction action {};
+    action.sa_handler = OnStopSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, &oldInt_);
+    sigaction(SIGTERM, &action, &oldTerm_);
+  }
+  ~StopSignals() {
+    sigaction(SIGINT, &oldInt_, nullptr);
+    sigaction(SIGTERM, &oldTerm_, nullptr);
+  }
+  StopSignals(const StopSignals&) = delete;
+  StopSignals& operator=(const StopSignals&) = delete;
+
+ private:
+  struct sigaction oldInt_ {};
+  struct sigaction oldTerm_ {};
+};
+
+// "run.mzML.gz" -> "run": the name the outputs of a raw file take.
+std::string RawTitle(const std::string& path) {
+  std::string name = FilePath(path).GetFileName();
+  std::string lower = name;
+  for (auto& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  for (const char* ext : {".gz", ".mzxml", ".mzml"}) {
+    const std::size_t n = std::strlen(ext);
+    if (lower.size() > n && lower.compare(lower.size() - n, n, ext) == 0) {
+      name.resize(name.size() - n);
+      lower.resize(lower.size() - n);
+    }
+  }
+  return name;
+}
+
+bool CheckRawInput(const std::string& path) {
+  if (IsRawInput(path)) return true;
+  ShowError(Format("Can't read %s as a raw file: only mzML and mzXML files (.mzML, .mzXML, "
+                   "optionally .gz) are read.",
+                   path.c_str()));
+  return false;
+}
+
+int ConvertRaw(const ConvertJob& job, const std::string& path) {
+  if (!CheckRawInput(path)) return 1;
+  const std::string problem = ValidateRawOptions(g_convertOptions);
+  if (!problem.empty()) {
+    ShowError(problem);
+    return 1;
+  }
+  ComPtr<IConvertMSMS> pConvert;
+  if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
+                         reinterpret_cast<IConvertMSMS**>(pConvert.Out())))) {
+    return 1;
+  }
+  RawOptions options = ToRawOptions(g_convertOptions);
+  readers::MzReader reader;
+  StopSignals signals;
+  g_cancel.Reset();
+  const std::string title = RawTitle(path);
+  HRESULT hr = S_OK;
+  if (job.target == "mgf") {
+    const std::string mgf = job.outputFolder + title + ".mgf";
+    hr = pConvert->RawToMgf(path, mgf, &reader, &options, &g_cancel, job.pWindow);
+    if (hr == S_OK && reader.LastError().empty()) {
+      if (options.bSplitMsLevels) {
+        std::printf("%s -> %s%s_ms2.mgf, %s%s_ms3.mgf\n", path.c_str(), job.outputFolder.c_str(),
+                    title.c_str(), job.outputFolder.c_str(), title.c_str());
+      } else {
+        std::printf("%s -> %s\n", path.c_str(), mgf.c_str());
+      }
+    }
+  } else {
+    StringList all, ms2, ms3;
+    hr = pConvert->RawToDta(path, job.outputFolder, &reader, &options, &all, &ms2, &ms3,
+                            &g_cancel, job.pWindow);
+    if (hr == S_OK && reader.LastError().empty()) {
+      if (options.bSplitMsLevels) {
+        std::printf("%s -> %sdta_converted_ms2/ (%zu files), %sdta_converted_ms3/ (%zu files)\n",
+                    path.c_str(), job.outputFolder.c_str(), ms2.size(), job.outputFolder.c_str(),
+                    ms3.size());
+      } else {
+        std::printf("%s -> %sdta_converted/ (%zu files)\n", path.c_str(), job.outputFolder.c_str(),
+                    all.size());
+      }
+    }
+  }
+  if (g_cancel.IsSignalled()) {
+    ShowError(Format("Conversion of %s cancelled.", path.c_str()));
+    return 1;
+  }
+  return FAILED(hr) ? 1 : 0;
+}
+
+// One reader serves the whole run: it reads mzML and mzXML alike.
+bool PrepareCleanRun(const std::vector<std::string>& inputs, CleanParams& params) {
+  static std::unique_ptr<IRawReader> reader;
+  static RawOptions options;
+  for (const auto& input : inputs) {
+    if (!CheckRawInput(input)) return false;
+  }
+  const std::string problem = ValidateRawOptions(g_cleanOptions);
+  if (!problem.empty()) {
+    ShowError(problem);
+    return false;
+  }
+  options = ToRawOptions(g_cleanOptions);
+  reader = MakeRawReader(inputs.front());
+  params.pRawReader = reader.get();
+  params.pRawOptions = &options;
+  return true;
+}
+
+}  // namespace
+
+void AddRawOptions(CLI::App* cmd, RawOptionsCli* pOptions, bool withConvertTo) {
+  const char* group = "Raw files (mzML, mzXML, optionally .gz)";
+  cmd->add_option("--min-mass", pOptions->dMinMass,
+                  "Least singly charged precursor mass (MH+) of a spectrum written from a raw file")
+      ->group(group)
+      ->capture_default_str();
+  cmd->add_option("--max-mass", pOptions->dMaxMass,
+                  "Largest singly charged precursor mass (MH+) of a spectrum written from a raw file")
+      ->group(group)
+      ->capture_default_str();
+  cmd->add_option("--min-peaks", pOptions->nMinPeaks,
+                  "Least number of peaks of a raw scan (default: 0, or 1 with a --threshold-mode, "
+                  "since a scan the threshold rejects is left without peaks)")
+      ->group(group)
+      ->check(CLI::NonNegativeNumber);
+  cmd->add_option("--threshold-mode", pOptions->thresholdMode,
+                  "Intensity test of a raw scan: none; fixed (total intensity at least "
+                  "--intensity-threshold); base-peak (total intensity at least the largest base "
+                  "peak of the file)")
+      ->group(group)
+      ->check(CLI::IsMember({"none", "fixed", "base-peak"}))
+      ->capture_default_str();
+  cmd->add_option("--intensity-threshold", pOptions->nIntensityThreshold,
+                  "Least total intensity of a raw scan with --threshold-mode fixed")
+      ->group(group)
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  cmd->add_flag("--split-ms-levels,!--no-split-ms-levels", pOptions->bSplitMsLevels,
+                "Write MS2 and MS3 spectra of a raw file to separate outputs (default: one output)")
+      ->group(group);
+  if (withConvertTo) {
+    cmd->add_option("--convert-to", pOptions->convertTo,
+                    "What raw files become before they are cleaned: mgf or dta")
+        ->group(group)
+        ->check(CLI::IsMember({"mgf", "dta"}))
+        ->capture_default_str();
+  }
+}
+
+std::string ValidateRawOptions(const RawOptionsCli& o) {
+  if (!(o.dMinMass >= 0.0)) return Format("--min-mass must not be negative, not %g", o.dMinMass);
+  if (!(o.dMaxMass >= o.dMinMass)) {
+    return Format("--max-mass (%g) must not lie below --min-mass (%g)", o.dMaxMass, o.dMinMass);
+  }
+  if (o.nMinPeaks < -1) return Format("--min-peaks must not be negative, not %d", o.nMinPeaks);
+  if (o.nIntensityThreshold < 0) {
+    return Format("--intensity-threshold must not be negative, not %d", o.nIntensityThreshold);
+  }
+  if (o.thresholdMode != "none" && o.thresholdMode != "fixed" && o.thresholdMode != "base-peak") {
+    return "--threshold-mode must be none, fixed or base-peak, not " + o.thresholdMode;
+  }
+  if (o.convertTo != "mgf" && o.convertTo != "dta") {
+    return "--convert-to must be mgf or dta, not " + o.convertTo;
+  }
+  return "";
+}
+
+RawOptions ToRawOptions(const RawOptionsCli& o) {
+  RawOptions r;
+  r.dMinMass = o.dMinMass;
+  r.dMaxMass = o.dMaxMass;
+  r.nIntensityThreshold = o.nIntensityThreshold;
+  r.nThresholdMode = o.thresholdMode == "fixed" ? 1 : o.thresholdMode == "base-peak" ? 2 : 0;
+  r.nMinPeaks = o.nMinPeaks >= 0 ? o.nMinPeaks : r.nThresholdMode != 0 ? 1 : 0;
+  r.nExportOption = 0;
+  r.bSplitMsLevels = o.bSplitMsLevels;
+  r.nConvertOption = o.convertTo == "dta" ? 0 : 1;
+  return r;
+}
+
+void AddRawInputs(CLI::App& app) {
+  for (const char* ext : {"mzml", "mzxml", "gz"}) {
+    RegisterConvertInput(ext, &ConvertRaw);
+    RegisterCleanRawInput(ext, &PrepareCleanRun);
+  }
+  for (CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; })) {
+    if (sub->get_name() == "convert") {
+      AddRawOptions(sub, &g_convertOptions, false);
+      sub->description(sub->get_description() + ", and mzML/mzXML files to MGF or DTA");
+      sub->footer(sub->get_footer() +
+                  "  orvane convert --to mgf -o out/ run1.mzML run2.mzXML.gz\n"
+                  "  orvane convert --to dta --split-ms-levels -o out/ run1.mzML\n");
+    } else if (sub->get_name() == "clean") {
+      AddRawOptions(sub, &g_cleanOptions, true);
+      sub->footer(sub->get_footer() +
+                  "  orvane clean -o cleaned/ run1.mzML run2.mzML   converted to MGF, then cleaned\n"
+                  "  orvane clean -o cleaned/ --convert-to dta --min-mass 600 run1.mzXML\n");
+    }
+  }
+}
+
+}  // namespace orvane::app
