@@ -17,9 +17,10 @@ namespace orvane::tonalith {
 //
 // The transform that Fft hands out and PowerSpectrum reads has this private
 // layout, N + 3 doubles for a transform of N points:
-//   [0]               N, the transform length, as a double
-//   [1 + 2k], [2 + 2k] real and imaginary part of bin k, k = 0 ... N/2
-// The bins above N/2 are the complex conjugates of those below it.
+//   [2k], [2k + 1]    real and imaginary part of bin k, k = 0 ... N/2
+//   [N + 2]           N, the transform length, as a double
+// The bins above N/2 are the complex conjugates of those below it. The bins
+// come first so that the transform can write them straight into the array.
 HRESULT Transform(const std::vector<double>& vX, int nLength, std::vector<double>& vSpectrum);
 // P[k] = |X[k]|^2 / N for all N bins (bin 0 first), *pdOverall = sum(P) / N.
 HRESULT Power(const std::vector<double>& vSpectrum, std::vector<double>& vPower,
@@ -92,8 +93,10 @@ std::vector<double> ReflectRootsInside(const std::vector<double>& a);
 inline constexpr int kMaxYFilterOrder = 512;
 // Recursive filter of order nOrder whose magnitude follows the piecewise
 // linear curve through (vFreq[i], vGain[i]); see yule_walker.cpp.
+// *pReflected, if given, tells whether the denominator had roots outside the
+// unit circle that were reflected inside.
 HRESULT DesignYuleWalker(int nOrder, const std::vector<double>& vFreq,
                          const std::vector<double>& vGain, std::vector<double>& vB,
-                         std::vector<double>& vA);
+                         std::vector<double>& vA, bool* pReflected = nullptr);
 
 }  // namespace orvane::tonalith

@@ -1,6 +1,5 @@
 // Fourier transform and power spectrum of real signals.
 #include <cmath>
-#include <cstring>
 
 #include "tonalith/dsp.h"
 #include "tonalith/fft.h"
@@ -12,24 +11,23 @@ HRESULT Transform(const std::vector<double>& vX, int nLength, std::vector<double
   const auto n = static_cast<std::size_t>(nLength);
   if (!IsPowerOfTwo(n) || n > kMaxFftLength || vX.size() != n) return E_INVALIDARG;
 
-  AlignedArray in(n);
-  AlignedArray out(n + 2);
-  std::memcpy(in.data(), vX.data(), n * sizeof(double));
-  ForwardRealFft(n, in.data(), out.data());
-
+  if (&vX == &vSpectrum) {  // the same array as input and output
+    const std::vector<double> copy = vX;
+    return Transform(copy, nLength, vSpectrum);
+  }
   vSpectrum.resize(n + 3);
-  vSpectrum[0] = static_cast<double>(n);
-  std::memcpy(vSpectrum.data() + 1, out.data(), (n + 2) * sizeof(double));
+  ForwardRealFft(n, vX.data(), vSpectrum.data());
+  vSpectrum[n + 2] = static_cast<double>(n);
   return S_OK;
 }
 
 HRESULT Power(const std::vector<double>& vSpectrum, std::vector<double>& vPower,
               double* pdOverall) {
   if (pdOverall == nullptr) return E_POINTER;
-  if (vSpectrum.empty()) return E_INVALIDARG;
+  if (vSpectrum.size() < 5) return E_INVALIDARG;
   // The length must be a whole power of two that matches the array: anything
   // else is not a transform of ours.
-  const double length = vSpectrum[0];
+  const double length = vSpectrum.back();
   if (!(length >= 2.0) || length > static_cast<double>(kMaxFftLength) ||
       length != std::floor(length)) {
     return E_INVALIDARG;
@@ -37,7 +35,11 @@ HRESULT Power(const std::vector<double>& vSpectrum, std::vector<double>& vPower,
   const auto n = static_cast<std::size_t>(length);
   if (!IsPowerOfTwo(n) || vSpectrum.size() != n + 3) return E_INVALIDARG;
 
-  const double* bins = vSpectrum.data() + 1;
+  if (&vSpectrum == &vPower) {  // the same array as input and output
+    const std::vector<double> copy = vSpectrum;
+    return Power(copy, vPower, pdOverall);
+  }
+  const double* bins = vSpectrum.data();
   const double scale = 1.0 / static_cast<double>(n);
   const std::size_t half = n / 2;
   vPower.resize(n);

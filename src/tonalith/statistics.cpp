@@ -28,31 +28,46 @@ void MeanAndDeviation(const std::vector<double>& vX, double* pdDeviation, double
 
 namespace {
 
-// The window of one point holds the real values that lie inside the array
-// and, near the ends, padding zeros. Its order statistics merge both without
-// storing the zeros: the negative real values come first, then the padding
-// zeros, then the real values from zero up.
-//
-// Two ways to keep the real values in order. For the narrow windows that the
-// cleaning uses, a sorted array with binary-search insert and erase (a step
-// costs a move of at most `width` values). For wide windows, a Fenwick tree
-// over the ranks of all values of the array, so that a step costs O(log n)
-// whatever the width.
+// Two ways to keep a window in order. For the narrow windows that the
+// cleaning uses, the array is padded with real zeros and the window is a
+// sorted array of exactly `width` values: a step finds the leaving value by
+// binary search, puts the entering one in its slot and moves it to its place
+// (at most `width` moves). For wide windows, a Fenwick tree over
+// the ranks of the array's values keeps only the values inside the array, and
+// the padding zeros are merged in by count: the negative values come first,
+// then the padding zeros, then the values from zero up. A step then costs
+// O(log n) whatever the width, and a width far beyond the length costs no
+// memory.
 
-class SortedWindow {
- public:
-  explicit SortedWindow(std::size_t capacity) { values_.reserve(capacity); }
-  void Insert(double x) { values_.insert(std::upper_bound(values_.begin(), values_.end(), x), x); }
-  void Erase(double x) { values_.erase(std::lower_bound(values_.begin(), values_.end(), x)); }
-  std::size_t Negatives() const {
-    return static_cast<std::size_t>(std::lower_bound(values_.begin(), values_.end(), 0.0) -
-                                    values_.begin());
+void NarrowMedian(const double* x, std::size_t n, std::size_t width, double* y) {
+  const std::size_t before = width / 2;  // width-1-before values after the centre
+  // Position p of the padded array is x[p - before], or 0 outside the array;
+  // the window of point i covers positions i ... i + width - 1.
+  auto padded = [&](std::size_t p) { return (p >= before && p - before < n) ? x[p - before] : 0.0; };
+  std::vector<double> window(width);
+  for (std::size_t p = 0; p < width; ++p) window[p] = padded(p);
+  std::sort(window.begin(), window.end());
+  const std::size_t mid = width / 2;
+  for (std::size_t i = 0;; ++i) {
+    y[i] = (width % 2) ? window[mid] : 0.5 * (window[mid - 1] + window[mid]);
+    if (i + 1 == n) break;
+    const double leaving = padded(i);
+    const double entering = padded(i + width);
+    // Overwrite the leaving value with the entering one and move it to its
+    // place: one pass over the values in between.
+    std::size_t k = static_cast<std::size_t>(
+        std::lower_bound(window.begin(), window.end(), leaving) - window.begin());
+    window[k] = entering;
+    while (k > 0 && window[k - 1] > entering) {
+      window[k] = window[k - 1];
+      window[--k] = entering;
+    }
+    while (k + 1 < width && window[k + 1] < entering) {
+      window[k] = window[k + 1];
+      window[++k] = entering;
+    }
   }
-  double Kth(std::size_t k) const { return values_[k]; }
-
- private:
-  std::vector<double> values_;
-};
+}
 
 class RankWindow {
  public:
@@ -160,22 +175,22 @@ HRESULT RunningMedian(const std::vector<double>& vX, int nLength, int nWidth,
     vY = vX;
     return S_OK;
   }
+  if (&vX == &vY) {  // the same array as input and output
+    const std::vector<double> copy = vX;
+    return RunningMedian(copy, nLength, nWidth, vY);
+  }
   const auto width = static_cast<std::uint64_t>(nWidth);
-  std::vector<double> out(n);
   const double* x = vX.data();
-  constexpr std::uint64_t kSortedWindowLimit = 256;
-  if (std::min<std::uint64_t>(width, n) <= kSortedWindowLimit) {
-    SortedWindow window(static_cast<std::size_t>(std::min<std::uint64_t>(width, n)));
-    Slide(
-        x, n, width, window, [&](std::uint64_t j) { window.Insert(x[j]); },
-        [&](std::uint64_t j) { window.Erase(x[j]); }, out.data());
+  vY.resize(n);
+  constexpr std::uint64_t kNarrowLimit = 256;
+  if (width <= kNarrowLimit) {
+    NarrowMedian(x, n, static_cast<std::size_t>(width), vY.data());
   } else {
     RankWindow window(x, n);
     Slide(
         x, n, width, window, [&](std::uint64_t j) { window.Insert(static_cast<std::size_t>(j)); },
-        [&](std::uint64_t j) { window.Erase(static_cast<std::size_t>(j)); }, out.data());
+        [&](std::uint64_t j) { window.Erase(static_cast<std::size_t>(j)); }, vY.data());
   }
-  vY = std::move(out);
   return S_OK;
 }
 

@@ -115,10 +115,14 @@ TEST(TonalithComponent, FailuresAnswerNegativeStatusAndEmptyOutputs) {
       {"Fft size > length", [&](auto& out) { return t->Fft(x8, 4, out); }},
       {"Power empty", [&](auto& out) { return t->PowerSpectrum({}, out, &d); }},
       {"Power not ours", [&](auto& out) { return t->PowerSpectrum(x8, out, &d); }},
-      {"Power length 3", [&](auto& out) { return t->PowerSpectrum({3, 0, 0, 0, 0, 0}, out, &d); }},
-      {"Power length NaN", [&](auto& out) { return t->PowerSpectrum({nan, 0, 0, 0, 0}, out, &d); }},
-      {"Power short", [&](auto& out) { return t->PowerSpectrum({4, 1, 0, 1, 0}, out, &d); }},
-      {"Power no overall", [&](auto& out) { return t->PowerSpectrum({2, 1, 0, 1, 0}, out, nullptr); }},
+      // A transform of N points is N+3 values, its length last.
+      {"Power length 3", [&](auto& out) { return t->PowerSpectrum({0, 0, 0, 0, 0, 3}, out, &d); }},
+      {"Power length 2.5", [&](auto& out) { return t->PowerSpectrum({0, 0, 0, 0, 2.5}, out, &d); }},
+      {"Power length NaN", [&](auto& out) { return t->PowerSpectrum({0, 0, 0, 0, nan}, out, &d); }},
+      {"Power length 1", [&](auto& out) { return t->PowerSpectrum({0, 0, 0, 1}, out, &d); }},
+      {"Power short", [&](auto& out) { return t->PowerSpectrum({1, 0, 1, 0, 4}, out, &d); }},
+      {"Power long", [&](auto& out) { return t->PowerSpectrum({1, 0, 1, 0, 0, 2}, out, &d); }},
+      {"Power no overall", [&](auto& out) { return t->PowerSpectrum({1, 0, 1, 0, 2}, out, nullptr); }},
       {"Median length > size", [&](auto& out) { return t->MedianFilter(x8, 9, 3, out, &d); }},
       {"Median length < 0", [&](auto& out) { return t->MedianFilter(x8, -1, 3, out, &d); }},
       {"Median NaN", [&](auto& out) { return t->MedianFilter({1, nan, 2}, 3, 3, out, &d); }},
@@ -136,6 +140,34 @@ TEST(TonalithComponent, FailuresAnswerNegativeStatusAndEmptyOutputs) {
     EXPECT_LT(hr, 0) << c.what;
     EXPECT_TRUE(out.empty()) << c.what;
   }
+}
+
+// A caller that hands in one array as input and output gets the same answer
+// as with two arrays.
+TEST(TonalithComponent, OutputMayBeTheInputArray) {
+  ComPtr<ITonalith> t = CreateTonalith();
+  const std::vector<double> x = RandomVector(64, 3);
+  double d = 0.0;
+  std::vector<double> want, same = x;
+  ASSERT_EQ(t->Fft(x, 64, want), S_OK);
+  ASSERT_EQ(t->Fft(same, 64, same), S_OK);
+  EXPECT_EQ(same, want);
+  std::vector<double> power;
+  ASSERT_EQ(t->PowerSpectrum(want, power, &d), S_OK);
+  ASSERT_EQ(t->PowerSpectrum(same, same, &d), S_OK);
+  EXPECT_EQ(same, power);
+  same = x;
+  ASSERT_EQ(t->MedianFilter(x, 64, 5, want, &d), S_OK);
+  ASSERT_EQ(t->MedianFilter(same, 64, 5, same, &d), S_OK);
+  EXPECT_EQ(same, want);
+  same = x;
+  ASSERT_EQ(t->ApplyFilter({0.5, 0.5}, {1.0, -0.2}, x, 0, want), S_OK);
+  ASSERT_EQ(t->ApplyFilter({0.5, 0.5}, {1.0, -0.2}, same, 0, same), S_OK);
+  EXPECT_EQ(same, want);
+  same = x;
+  ASSERT_EQ(t->BandStop(1, x, want), S_OK);
+  ASSERT_EQ(t->BandStop(1, same, same), S_OK);
+  EXPECT_EQ(same, want);
 }
 
 // Several objects on several threads, each asking for lengths in a different

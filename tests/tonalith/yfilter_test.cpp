@@ -157,25 +157,39 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 
 // The same algorithm written in Octave (make_reference.m) gives the same
-// magnitude response.
+// magnitude response: three notch curves, then two curves whose first
+// denominator has roots outside the unit circle, which both reflect.
 TEST(YFilter, MatchesTheOctaveDesign) {
   ComPtr<ITonalith> t = CreateTonalith();
   const std::vector<double>* freqs[] = {&octave::kYFilterFreq0, &octave::kYFilterFreq1,
-                                        &octave::kYFilterFreq2};
+                                        &octave::kYFilterFreq2, &octave::kYFilterFreq3,
+                                        &octave::kYFilterFreq4};
   const std::vector<double>* gains[] = {&octave::kYFilterGain0, &octave::kYFilterGain1,
-                                        &octave::kYFilterGain2};
+                                        &octave::kYFilterGain2, &octave::kYFilterGain3,
+                                        &octave::kYFilterGain4};
   const std::vector<double>* mags[] = {&octave::kYFilterMagnitude0, &octave::kYFilterMagnitude1,
-                                       &octave::kYFilterMagnitude2};
-  for (int i = 0; i < 3; ++i) {
+                                       &octave::kYFilterMagnitude2, &octave::kYFilterMagnitude3,
+                                       &octave::kYFilterMagnitude4};
+  for (int i = 0; i < 5; ++i) {
     Corners c{*freqs[i], std::vector<int>(gains[i]->begin(), gains[i]->end())};
     const Design d = Create(t.Get(), c);
     ASSERT_EQ(d.hr, S_OK) << i;
+    ExpectStable(d.a);
     double worst = 0.0;
     for (std::size_t k = 0; k < mags[i]->size(); ++k) {
       const double f = static_cast<double>(k) / static_cast<double>(mags[i]->size());
       worst = std::max(worst, std::abs(Magnitude(d.b, d.a, f) - (*mags[i])[k]));
     }
     EXPECT_LT(worst, 1e-6) << "case " << i << " order " << c.freq.size();
+
+    bool reflected = true;
+    std::vector<double> b, a;
+    ASSERT_EQ(tonalith::DesignYuleWalker(static_cast<int>(c.freq.size()), c.freq,
+                                         std::vector<double>(c.gain.begin(), c.gain.end()), b, a,
+                                         &reflected),
+              S_OK);
+    EXPECT_EQ(reflected, i >= 3) << "case " << i;
+    EXPECT_EQ(b, d.b);
   }
 }
 

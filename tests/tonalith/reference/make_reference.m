@@ -104,10 +104,18 @@ function [B, A] = yule_walker(n, f, g)
   B = (toeplitz(g2(:), [g2(1) zeros(1, n)]) \ h(1:nr+1).').';
 end
 
-cases = {[50 2048 10.5 0.5], [25 2048 20.5 0.5], [40 2048 13 0.6]};
+% Three notch curves of the de-isotoping, then two curves whose first
+% denominator has roots outside the unit circle.
+cases = {[50 2048 10.5 0.5], [25 2048 20.5 0.5], [40 2048 13 0.6], ...
+         {[0 0.025 0.21 0.38 1], [0 1 0 0 0]}, ...
+         {[0 0.42 0.45 0.78 0.79 0.86 1], [1 1 1 1 0 1 1]}};
 for i = 1:numel(cases)
   cs = cases{i};
-  [f, g] = notch_corners(cs(1), cs(2), cs(3), cs(4));
+  if iscell(cs)
+    f = cs{1}; g = cs{2};
+  else
+    [f, g] = notch_corners(cs(1), cs(2), cs(3), cs(4));
+  end
   [B, A] = yule_walker(numel(f), f, g);
   put(out, sprintf("kYFilterFreq%d", i - 1), f);
   put(out, sprintf("kYFilterGain%d", i - 1), g);
