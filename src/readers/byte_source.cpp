@@ -102,7 +102,7 @@ class PointRecorder {
     }
     std::size_t first = std::min(n, kWindow - head_);
     std::memcpy(ring_.data() + head_, data, first);
-    std::memcpy(ring_.data(), data + first, n - first);
+    if (n > first) std::memcpy(ring_.data(), data + first, n - first);
     head_ = (head_ + n) % kWindow;
     filled_ = std::min(kWindow, filled_ + n);
   }
@@ -113,11 +113,13 @@ class PointRecorder {
     p.out = out;
     p.in = in;
     p.bits = bits;
-    p.window.resize(filled_);
-    std::size_t start = (head_ + kWindow - filled_) % kWindow;
-    std::size_t first = std::min(filled_, kWindow - start);
-    std::memcpy(p.window.data(), ring_.data() + start, first);
-    std::memcpy(p.window.data() + first, ring_.data(), filled_ - first);
+    if (filled_ > 0) {
+      p.window.resize(filled_);
+      std::size_t start = (head_ + kWindow - filled_) % kWindow;
+      std::size_t first = std::min(filled_, kWindow - start);
+      std::memcpy(p.window.data(), ring_.data() + start, first);
+      if (filled_ > first) std::memcpy(p.window.data() + first, ring_.data(), filled_ - first);
+    }
     points_.push_back(std::move(p));
     if (points_.size() >= kMaxAccessPoints) {
       // Keep every other point: the memory stays bounded, the spacing doubles.

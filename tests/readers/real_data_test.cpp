@@ -113,5 +113,42 @@ TEST(RealData, MzxmlRunsFollowPrecursorScanNum) {
   }
 }
 
+// The engine's raw-to-MGF road over the real runs gives msconvert's MS/MS
+// spectra, each twice: every precursor there has a stated charge of 2 or
+// more, which the engine writes as charge 2 and as charge 3.
+TEST(RealData, RawToMgfWritesEveryMsMsSpectrumAsCharge2And3) {
+  RegisterOrvaneModule();
+  IConvertMSMS* convert = nullptr;
+  ASSERT_EQ(CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER, IID_IConvertMSMS,
+                             reinterpret_cast<void**>(&convert)),
+            S_OK);
+  test::TempDir dir;
+  test::RecordingWindow window;
+  CEvent cancel;
+  RawOptions options;
+  options.dMaxMass = 100000.0;
+  for (auto [raw, mgf] : {std::pair<const char*, const char*>{"bsa/BSA1.mzML", "bsa/BSA1.mgf"},
+                          {"yeast/SmallCalibratible_Yeast.mzML", "yeast/SmallCalibratible_Yeast.mgf"}}) {
+    auto rawPath = test::DataFile(raw);
+    auto mgfPath = test::DataFile(mgf);
+    if (!rawPath || !mgfPath) {
+      convert->Release();
+      GTEST_SKIP() << "real data not available";
+    }
+    readers::MzReader reader;
+    const std::string out = dir.File("out.mgf");
+    ASSERT_EQ(convert->RawToMgf(*rawPath, out, &reader, &options, &cancel, &window), S_OK);
+    auto ours = test::ReadMgf(out);
+    auto theirs = test::ReadMgf(*mgfPath);
+    ASSERT_EQ(ours.size(), 2 * theirs.size()) << raw;
+    for (std::size_t i = 0; i < theirs.size(); ++i) {
+      EXPECT_EQ(ours[2 * i].charge, 2);
+      EXPECT_EQ(ours[2 * i + 1].charge, 3);
+      EXPECT_NEAR(ours[2 * i].pepmass, theirs[i].pepmass, 1e-4);
+    }
+  }
+  convert->Release();
+}
+
 }  // namespace
 }  // namespace orvane
