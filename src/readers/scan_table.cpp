@@ -25,6 +25,7 @@ enum class El {
   kSource,
   kAnalyzer,
   kRun,
+  kSpectrumList,
   kSpectrum,
   kScan,
   kScanWindow,
@@ -59,6 +60,7 @@ El Classify(std::string_view name) {
       {"source", El::kSource},
       {"analyzer", El::kAnalyzer},
       {"run", El::kRun},
+      {"spectrumList", El::kSpectrumList},
       {"spectrum", El::kSpectrum},
       {"scan", El::kScan},
       {"scanWindow", El::kScanWindow},
@@ -352,6 +354,10 @@ class Scanner {
       case El::kRun:
         if (const char* ref = Attr(atts, "defaultInstrumentConfigurationRef")) defaultRef_ = ref;
         break;
+      case El::kSpectrumList:
+      case El::kMsRun:
+        Reserve(Attr(atts, el == El::kMsRun ? "scanCount" : "count"));
+        break;
       case El::kSpectrum:
         StartSpectrum(atts);
         break;
@@ -471,6 +477,14 @@ class Scanner {
   }
 
   SpectrumMeta& Cur() { return t_->spectra[static_cast<std::size_t>(cur_)]; }
+
+  // Room for the number of spectra the file announces (trusted up to a bound).
+  void Reserve(const char* count) {
+    long n;
+    if (count && ParseLong(count, &n) && n > 0) {
+      t_->spectra.reserve(static_cast<std::size_t>(std::min(n, 1L << 20)));
+    }
+  }
 
   // ---- mzML ----
 
