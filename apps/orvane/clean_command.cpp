@@ -9,14 +9,18 @@
 #include <cctype>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "clean_options.h"
 #include "commands.h"
+#include "output_safety.h"
+#include "parallel_run.h"
 #include "frame/interfaces.h"
 #include "platform/class_registry.h"
 #include "platform/format.h"
@@ -296,6 +300,46 @@ void KeepFreedMemory() {
   mallopt(M_TRIM_THRESHOLD, 512 * 1024 * 1024);
 }
 
+// Several engines at once (parallel_run.h); the same outputs and log as one.
+int RunCleanParallel(const CleanOptions& o, ParallelCleanJob& job) {
+  if (!job.logFile.empty()) {
+    // The log is written when the run is joined; find out now if it can be.
+    CStdioFile probe;
+    CFileException error;
+    if (!probe.Open(job.logFile, CStdioFile::modeCreate | CStdioFile::modeWrite, &error))
+      return Fail(error.Text());
+    probe.Abort();
+  }
+  ApplyCleanOptions(o, job.params);
+  KeepFreedMemory();
+  g_cancel.Reset();
+  const auto start = std::chrono::steady_clock::now();
+  ParallelCleanResult result;
+  {
+    StopSignals signals;
+    result = RunParallelClean(job);
+  }
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const std::size_t spectra = result.nSpectra;
+  const char* unit = job.nMode == 0 ? "DTA files" : "spectra";
+  if (result.bStopped || g_cancel.IsSignalled()) {
+    if (!o.bQuiet)
+      std::fprintf(stderr, "orvane clean: stopped after %zu %s; the outputs in %s hold what was "
+                           "cleaned so far\n", spectra, unit, job.folder.c_str());
+    return kExitStopped;
+  }
+  if (FAILED(result.hr))
+    return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(result.hr)));
+  if (result.bJoinFailed) return Fail("the outputs of the workers could not all be joined");
+  if (!o.bQuiet)
+    std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.3f s (%.1f %s/s, "
+                         "%u jobs); outputs in %s\n", spectra, unit, o.inputs.size(),
+                 o.inputs.size() == 1 ? "" : "s", seconds, seconds > 0 ? spectra / seconds : 0.0,
+                 job.nMode == 0 ? "files" : "spectra", job.nJobs, job.folder.c_str());
+  return 0;
+}
+
 int RunClean(CleanOptions& o) {
   if (const std::string problem = ValidateCleanOptions(o); !problem.empty()) return Fail(problem);
 
@@ -307,6 +351,8 @@ int RunClean(CleanOptions& o) {
     std::error_code ec;
     if (!std::filesystem::is_regular_file(input, ec)) return Fail("no such input file: " + input);
   }
+  // Inputs are never written, whatever the outputs are called.
+  for (const std::string& input : o.inputs) ProtectInput(input);
   if (mode == 0 && (o.bMergeOutput || o.bSkipCleaning))
     std::fprintf(stderr, "orvane clean: --merge-output and --skip-cleaning apply to MGF inputs only; "
                          "ignored for DTA files\n");
@@ -319,6 +365,16 @@ int RunClean(CleanOptions& o) {
   if (folder.empty()) return Fail("the output folder (-o) is empty");
   if (folder.back() != '/') folder += '/';
   const bool separate = o.bExportBad && BadSpectraAction(o.badSpectra) == 1;
+  {
+    // Refused before anything is written: an output (existing or not) that is
+    // an input.
+    std::vector<std::string> outputs =
+        CleanOutputPaths(mode, o.inputs, folder, separate, o.bMergeOutput);
+    if (!o.logFile.empty()) outputs.push_back(o.logFile);
+    if (const std::string clash = FindOutputOverInput(outputs, o.inputs); !clash.empty())
+      return Fail("refused: the output " + clash + "; choose another output folder or rename "
+                  "the input");
+  }
   std::error_code ec;
   std::filesystem::create_directories(folder, ec);
   if (ec || !std::filesystem::is_directory(folder))
@@ -326,6 +382,28 @@ int RunClean(CleanOptions& o) {
   if (separate || (mode != 0 && o.bMergeOutput)) {
     std::filesystem::create_directories(folder + "badspectra", ec);
     if (ec) return Fail("can't make the folder " + folder + "badspectra/: " + ec.message());
+  }
+  // Temporary files and staging folders of runs that were killed.
+  RemoveStaleTemporaries(folder);
+  RemoveStaleTemporaries(folder + "badspectra/");
+
+  const unsigned jobs =
+      o.nJobs > 0 ? o.nJobs : std::max(1u, std::thread::hardware_concurrency());
+  if (jobs > 1 && (mode == 0 || mode == 1)) {
+    ParallelCleanJob job;
+    job.nMode = mode;
+    job.inputs = o.inputs;
+    job.folder = folder;
+    job.logFile = o.logFile;
+    job.mgfDialect = o.mgfDialect;
+    job.nJobs = jobs;
+    job.pCancel = &g_cancel;
+    job.nProgressStyle = o.bQuiet ? 0 : (::isatty(STDERR_FILENO) ? 2 : 1);
+    // Tests cut small files into parts.
+    if (const char* minPart = std::getenv("ORVANE_MIN_PART_BYTES"))
+      job.minPartBytes = std::strtoull(minPart, nullptr, 10);
+    if (PlanUnits(mode, job.inputs, jobs, job.minPartBytes).size() > 1)
+      return RunCleanParallel(o, job);
   }
 
   CStdioFile log;
@@ -445,13 +523,18 @@ void RegisterCleanRawInput(const std::string& extension, CleanRawInputHandler ha
   RawHandlers()[ext] = handler;
 }
 
-void AddCleanCommand(CLI::App& app) {
+CleanOptions& CleanCommandOptions() {
   static CleanOptions options;
+  return options;
+}
+
+void AddCleanCommand(CLI::App& app) {
+  CleanOptions& options = CleanCommandOptions();
   auto* cmd = app.add_subcommand("clean", kCleanSummary);
   cmd->add_option("inputs", options.inputs, "DTA or MGF files")->required();
   AddCleanOptions(cmd, &options);
   cmd->footer(kCleanFooter);
-  cmd->callback([] { SetExitCode(RunClean(options)); });
+  cmd->callback([&options] { SetExitCode(RunClean(options)); });
 }
 
 }  // namespace orvane::app

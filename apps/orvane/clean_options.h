@@ -46,9 +46,14 @@ struct CleanOptions {
   // Host.
   std::string logFile;                 // empty: no log
   bool bQuiet = false;
+  unsigned nJobs = 0;                  // engines at work at once; 0: one per core
   std::string outputFolder;
   std::vector<std::string> inputs;
 };
+
+// The values the clean command is bound to (a presets file fills them before
+// the command line is read).
+CleanOptions& CleanCommandOptions();
 
 // The number nBadSpectraAction takes for a --bad-spectra name; -1 if unknown.
 int BadSpectraAction(const std::string& name);

@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "frame/interfaces.h"
 #include "frame/module.h"
+#include "presets.h"
 #include "raw_options_cli.h"
 
 int main(int argc, char** argv) {
@@ -26,6 +27,16 @@ int main(int argc, char** argv) {
   orvane::app::AddCleanCommand(app);
   orvane::app::AddConvertCommand(app);
   orvane::app::AddRawInputs(app);  // mzML/mzXML inputs and options of convert and clean
+  orvane::app::AddParamsCommand(app);
+  for (const char* name : {"clean", "convert"}) orvane::app::AddParamsOption(app.get_subcommand(name));
+
+  // A presets file fills the option values before the command line is read,
+  // so that options given there win.
+  if (const std::string problem = orvane::app::ApplyPresetsFromArguments(argc, argv);
+      !problem.empty()) {
+    std::fprintf(stderr, "orvane: error: %s\n", problem.c_str());
+    return 1;
+  }
 
   try {
     app.parse(argc, argv);

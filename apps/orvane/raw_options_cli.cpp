@@ -18,10 +18,21 @@
 #include "spectrum/file_path.h"
 
 namespace orvane::app {
+
+RawOptionsCli& ConvertRawOptions() {
+  static RawOptionsCli options;
+  return options;
+}
+
+RawOptionsCli& CleanRawOptions() {
+  static RawOptionsCli options;
+  return options;
+}
+
 namespace {
 
-RawOptionsCli g_convertOptions;
-RawOptionsCli g_cleanOptions;
+RawOptionsCli& g_convertOptions = ConvertRawOptions();
+RawOptionsCli& g_cleanOptions = CleanRawOptions();
 
 // The cancel event of a conversion in hand; SIGINT and SIGTERM set it.
 CEvent g_cancel;

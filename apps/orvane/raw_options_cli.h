@@ -35,6 +35,11 @@ struct RawOptionsCli {
   std::string convertTo = "mgf";
 };
 
+// The values the convert and the clean command are bound to (a presets file
+// fills them before the command line is read).
+RawOptionsCli& ConvertRawOptions();
+RawOptionsCli& CleanRawOptions();
+
 // Declares the raw options on cmd, bound to *pOptions; --convert-to too when
 // withConvertTo is set (the clean command).
 void AddRawOptions(CLI::App* cmd, RawOptionsCli* pOptions, bool withConvertTo);
