@@ -9,8 +9,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <memory>
 #include <new>
 
 namespace orvane::tonalith {
@@ -23,14 +21,15 @@ constexpr bool IsPowerOfTwo(std::size_t n) { return n != 0 && (n & (n - 1)) == 0
 // Forward transform of n real values (n a power of two, 2 <= n <= kMaxFftLength):
 //   out[2k] + i*out[2k+1] = sum_j in[j] * exp(-2*pi*i*j*k/n),  k = 0 ... n/2,
 // that is n/2+1 complex bins, interleaved; the bins above n/2 follow from
-// Hermitian symmetry. `in` holds n values, `out` n+2. Throws std::bad_alloc.
+// Hermitian symmetry. `in` holds n values, `out` n+2; they must not overlap.
+// `in` is not changed. Throws std::bad_alloc.
 void ForwardRealFft(std::size_t n, const double* in, double* out);
 
 // Inverse of the above without the 1/n factor: `in` holds the n/2+1 complex
 // bins of a Hermitian spectrum (the imaginary parts of bins 0 and n/2 are
 // ignored), `out` receives n real values
 //   out[j] = sum_{k=0}^{n-1} X[k] * exp(+2*pi*i*j*k/n).
-// `in` is not changed. Throws std::bad_alloc.
+// `in` is not changed; `in` and `out` must not overlap. Throws std::bad_alloc.
 void InverseRealFft(std::size_t n, const double* in, double* out);
 
 // "FFTW" or "kissfft".

@@ -29,13 +29,13 @@ void MeanAndDeviation(const std::vector<double>& vX, double* pdDeviation, double
 namespace {
 
 // Two ways to keep a window in order. For the narrow windows that the
-// cleaning uses, the array is padded with real zeros and the window is a
-// sorted array of exactly `width` values: a step finds the leaving value by
-// binary search, puts the entering one in its slot and moves it to its place
-// (at most `width` moves). For wide windows, a Fenwick tree over
-// the ranks of the array's values keeps only the values inside the array, and
-// the padding zeros are merged in by count: the negative values come first,
-// then the padding zeros, then the values from zero up. A step then costs
+// cleaning uses, the padding zeros count as values like any other and the
+// window is a sorted array of exactly `width` values: a step finds the leaving
+// value by binary search, puts the entering one in its slot and moves it to
+// its place (at most `width` moves). For wide windows, a Fenwick tree over the
+// ranks of the array's values holds only the values inside the array, and the
+// padding zeros are merged in by count: the negative values come first, then
+// the padding zeros, then the values from zero up. A step then costs
 // O(log n) whatever the width, and a width far beyond the length costs no
 // memory.
 
@@ -122,40 +122,32 @@ class RankWindow {
   std::size_t step_ = 1;
 };
 
-// Slides the window over the array. `width` is the full window, padding
-// included; `before` values lie before the centre, width-1-before after it.
-template <class Window, class Insert, class Erase>
-void Slide(const double* x, std::size_t n, std::uint64_t width, Window& window, Insert insert,
-           Erase erase, double* y) {
+void WideMedian(const double* x, std::size_t n, std::uint64_t width, double* y) {
+  RankWindow window(x, n);
   const std::uint64_t before = width / 2;
   const std::uint64_t after = width - 1 - before;
-  // Real values in the window of point 0: indices 0 ... min(n-1, after).
-  std::uint64_t hi = std::min<std::uint64_t>(n - 1, after);  // last index inside
-  for (std::uint64_t j = 0; j <= hi; ++j) insert(j);
-  std::uint64_t present = hi + 1;
-
-  auto kth = [&](std::uint64_t k, std::uint64_t negatives, std::uint64_t zeros) {
-    if (k < negatives) return window.Kth(static_cast<std::size_t>(k));
-    if (k < negatives + zeros) return 0.0;
-    return window.Kth(static_cast<std::size_t>(k - zeros));
-  };
+  // Values inside the array in the window of point 0: indices 0 ... min(n-1, after).
+  const std::uint64_t last = std::min<std::uint64_t>(n - 1, after);
+  for (std::uint64_t j = 0; j <= last; ++j) window.Insert(static_cast<std::size_t>(j));
+  std::uint64_t present = last + 1;
 
   for (std::uint64_t i = 0; i < n; ++i) {
     const std::uint64_t zeros = width - present;
     const std::uint64_t negatives = window.Negatives();
-    if (width % 2 == 1) {
-      y[i] = kth(width / 2, negatives, zeros);
-    } else {
-      y[i] = 0.5 * (kth(width / 2 - 1, negatives, zeros) + kth(width / 2, negatives, zeros));
-    }
+    auto kth = [&](std::uint64_t k) {
+      if (k < negatives) return window.Kth(static_cast<std::size_t>(k));
+      if (k < negatives + zeros) return 0.0;
+      return window.Kth(static_cast<std::size_t>(k - zeros));
+    };
+    y[i] = (width % 2) ? kth(width / 2) : 0.5 * (kth(width / 2 - 1) + kth(width / 2));
     if (i + 1 == n) break;
     // Point i+1: index i-before leaves, index i+1+after enters.
     if (i >= before) {
-      erase(i - before);
+      window.Erase(static_cast<std::size_t>(i - before));
       --present;
     }
     if (i + 1 + after < n) {
-      insert(i + 1 + after);
+      window.Insert(static_cast<std::size_t>(i + 1 + after));
       ++present;
     }
   }
@@ -186,10 +178,7 @@ HRESULT RunningMedian(const std::vector<double>& vX, int nLength, int nWidth,
   if (width <= kNarrowLimit) {
     NarrowMedian(x, n, static_cast<std::size_t>(width), vY.data());
   } else {
-    RankWindow window(x, n);
-    Slide(
-        x, n, width, window, [&](std::uint64_t j) { window.Insert(static_cast<std::size_t>(j)); },
-        [&](std::uint64_t j) { window.Erase(static_cast<std::size_t>(j)); }, vY.data());
+    WideMedian(x, n, width, vY.data());
   }
   return S_OK;
 }

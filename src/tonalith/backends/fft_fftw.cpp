@@ -13,7 +13,6 @@
 // goes through an aligned copy.
 #include <fftw3.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <bit>

@@ -5,9 +5,12 @@
 // with kissfft's real post-processing (transform_real); the inverse is a
 // complex transform of n points over the Hermitian-extended spectrum. The
 // transform objects (twiddle tables) are made once per length and direction,
-// kept for the life of the process, and published through atomic pointers;
-// their transform functions are const and keep no state between calls, so
-// threads share them freely. Making one is serialised by a mutex.
+// kept for the life of the process, and published through atomic pointers.
+// Threads share them: for power-of-two lengths kissfft factors into radix 4
+// and 2 only, whose butterflies read nothing but the twiddle table (its one
+// piece of mutable state, the scratch buffer of the generic butterfly, serves
+// other radices and a length of 1, which never occur here: a real transform of
+// 2 points is done by hand). Making one is serialised by a mutex.
 #include <kissfft.hh>
 
 #include <array>
