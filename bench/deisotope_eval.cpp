@@ -29,6 +29,7 @@
 #include "analysis/analysis.h"
 #include "analysis/grid_math.h"
 #include "filtering/deisotope.h"
+#include "filtering/deisotope_stages.h"
 #include "frame/interfaces.h"
 #include "platform/class_registry.h"
 #include "platform/reporter.h"
@@ -384,6 +385,25 @@ void BM_Real(benchmark::State& state, const char* relative) {
 BENCHMARK_CAPTURE(BM_Real, bsa, "bsa/BSA1.mgf")->ArgName("soft")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Real, yeast, "yeast/SmallCalibratible_Yeast.mgf")
     ->ArgName("soft")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+// The soft routine's inner loop: one comb fit over a median array of the
+// largest size real spectra produce (2^18 elements).
+void BM_CombFit(benchmark::State& state) {
+  std::vector<double> vMedian(static_cast<std::size_t>(state.range(0)));
+  std::uint32_t x = 12345;
+  for (double& d : vMedian) {
+    x = x * 1664525u + 1013904223u;
+    d = static_cast<double>(x >> 8);
+  }
+  filtering::CombFit fit;
+  int p = 6;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(filtering::MeasureCombFit(vMedian, p, fit));
+    p = p == 30 ? 6 : p + 1;
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_CombFit)->Arg(1 << 16)->Arg(1 << 18)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 }  // namespace orvane

@@ -6,8 +6,11 @@
 // The soft routine calls this for every candidate period on arrays of up to
 // 2^18 elements, so the search runs over the array in place and the few small
 // segment lists are reused from call to call.
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <limits>
 
 #include "filtering/deisotope_stages.h"
 #include "platform/reporter.h"
@@ -31,8 +34,18 @@ int FindExtremum(const std::vector<double>& v, int begin, int end, Better better
   return best;
 }
 
+// The far limits of the outer tooth segments can lie beyond the range of
+// int on the largest arrays; they are only ever far, so they saturate, and
+// distances to them are taken in 64 bits.
+int Saturated(std::int64_t v) {
+  return static_cast<int>(std::clamp<std::int64_t>(v, std::numeric_limits<int>::min(),
+                                                   std::numeric_limits<int>::max()));
+}
+
 int NearerLimit(int m, int left, int right) {
-  return std::min(std::abs(m - right), std::abs(m - left));
+  const std::int64_t toRight = std::llabs(static_cast<std::int64_t>(m) - right);
+  const std::int64_t toLeft = std::llabs(static_cast<std::int64_t>(m) - left);
+  return static_cast<int>(std::min(toRight, toLeft));
 }
 
 }  // namespace
@@ -57,13 +70,13 @@ void BuildCombSegments(int n, int nCombLength, int h, CombSegments& s) {
 
   // Teeth: the outer limits of the first and last segments lie far away, so
   // only their inner limits count as near.
-  s.vToothEdges.push_back(-100 * h);
+  s.vToothEdges.push_back(Saturated(-100 * static_cast<std::int64_t>(h)));
   int x = h;
   for (; x < nCombLength; x += 2 * h) {
     s.vToothEdges.push_back(x);
     s.vToothCentres.push_back(x - h);
   }
-  s.vToothEdges.push_back(nCombLength + 100 * h);
+  s.vToothEdges.push_back(Saturated(nCombLength + 100 * static_cast<std::int64_t>(h)));
   s.vToothCentres.push_back(x - h);
 
   // Gaps: no far limits, so the stretch behind the last edge belongs to no

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <numbers>
 #include <numeric>
 
@@ -104,6 +105,14 @@ TEST(CombFit, OneToothOverEverythingWhenTheSpacingReachesTheCombLength) {
   EXPECT_EQ(s.vToothCentres, (std::vector<int>{0}));
   EXPECT_EQ(s.vGapEdges, (std::vector<int>{0}));
   EXPECT_TRUE(s.vGapCentres.empty());
+}
+
+TEST(CombFit, FarLimitsSaturateOnHugeSpacings) {
+  CombSegments s;
+  BuildCombSegments(1 << 30, 1 << 30, 30'000'000, s);
+  EXPECT_EQ(s.vToothEdges.front(), std::numeric_limits<int>::min());
+  EXPECT_EQ(s.vToothEdges.back(), std::numeric_limits<int>::max());
+  EXPECT_EQ(s.vToothEdges[1], 30'000'000);
 }
 
 TEST(CombFit, PeriodicCombFitsAndItsNegativeDoesNot) {
