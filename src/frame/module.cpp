@@ -1,48 +1,17 @@
 #include "frame/module.h"
 
-#include <atomic>
-#include <mutex>
-
 #include "frame/interfaces.h"
 #include "frame/orvane.h"
+#include "platform/class_factory.h"
 #include "platform/class_registry.h"
 #include "tonalith/itonalith.h"
 
 namespace orvane {
 namespace {
 
-std::atomic<long> g_locks{0};
-
 // The one class factory of the module, alive as long as the module.
-class COrvaneFactory final : public IClassFactory {
- public:
-  HRESULT QueryInterface(REFIID iid, void** ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    if (iid == IID_IUnknown || iid == IID_IClassFactory) {
-      *ppv = static_cast<IClassFactory*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  std::uint32_t AddRef() override { return 2; }
-  std::uint32_t Release() override { return 1; }
-  HRESULT CreateInstance(IUnknown* pOuter, REFIID iid, void** ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    *ppv = nullptr;
-    if (pOuter != nullptr) return CLASS_E_NOAGGREGATION;
-    return COrvane::CreateInstance(iid, ppv);
-  }
-  HRESULT LockServer(bool bLock) override {
-    if (bLock) g_locks.fetch_add(1);
-    else g_locks.fetch_sub(1);
-    return S_OK;
-  }
-};
-
-COrvaneFactory& factory() {
-  static COrvaneFactory* f = new COrvaneFactory;
+CClassFactory& factory() {
+  static CClassFactory* f = CClassFactory::Create(COrvane::CreateInstance);
   return *f;
 }
 
@@ -55,7 +24,7 @@ void RegisterOrvaneModule() {
 
 void UnregisterOrvaneModule() { ClassRegistry::Instance().Unregister(CLSID_Orvane); }
 
-long ModuleLockCount() { return g_locks.load(); }
+long ModuleLockCount() { return factory().LockCount(); }
 
 }  // namespace orvane
 

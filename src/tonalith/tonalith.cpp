@@ -12,6 +12,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "platform/class_factory.h"
 #include "platform/class_registry.h"
 #include "tonalith/dsp.h"
 #include "tonalith/itonalith.h"
@@ -136,49 +137,17 @@ class CTonalith final : public ITonalith {
   std::atomic<std::uint32_t> refs_{0};
 };
 
-std::atomic<long> g_serverLocks{0};
-
-class CTonalithFactory final : public IClassFactory {
- public:
-  HRESULT QueryInterface(REFIID iid, void** ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    if (iid == IID_IUnknown || iid == IID_IClassFactory) {
-      *ppv = static_cast<IClassFactory*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  std::uint32_t AddRef() override { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
-  std::uint32_t Release() override {
-    const std::uint32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-  }
-  HRESULT CreateInstance(IUnknown* pOuter, REFIID iid, void** ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    *ppv = nullptr;
-    if (pOuter != nullptr) return CLASS_E_NOAGGREGATION;
-    CTonalith* object = new (std::nothrow) CTonalith;
-    if (object == nullptr) return E_OUTOFMEMORY;
-    // The object starts at 0; QueryInterface takes the caller's reference,
-    // and an unknown interface leaves it to go again.
-    object->AddRef();
-    const HRESULT hr = object->QueryInterface(iid, ppv);
-    object->Release();
-    return hr;
-  }
-  HRESULT LockServer(bool bLock) override {
-    if (bLock) g_serverLocks.fetch_add(1);
-    else g_serverLocks.fetch_sub(1);
-    return S_OK;
-  }
-
- private:
-  ~CTonalithFactory() = default;
-  std::atomic<std::uint32_t> refs_{0};
-};
+// Makes a component object and answers interface iid of it.
+HRESULT CreateTonalith(REFIID iid, void** ppv) {
+  CTonalith* object = new (std::nothrow) CTonalith;
+  if (object == nullptr) return E_OUTOFMEMORY;
+  // The object starts at 0; QueryInterface takes the caller's reference,
+  // and an unknown interface leaves it to go again.
+  object->AddRef();
+  const HRESULT hr = object->QueryInterface(iid, ppv);
+  object->Release();
+  return hr;
+}
 
 }  // namespace
 
@@ -191,8 +160,7 @@ void RegisterTonalith() {
   ClassRegistry& registry = ClassRegistry::Instance();
   if (registry.IsRegistered(TonalithClsid())) return;
   // The registry takes its own reference; ours goes at the end of scope.
-  ComPtr<IClassFactory> factory(new CTonalithFactory);
-  factory->AddRef();
+  ComPtr<IClassFactory> factory(CClassFactory::Create(CreateTonalith));
   registry.Register(TonalithClsid(), kTonalithProgId, factory.Get());
 }
 
