@@ -78,6 +78,7 @@ std::string ValidateCleanOptions(const CleanOptions& o) {
     if (!problem.empty()) return problem;
   if (BadSpectraAction(o.badSpectra) < 0)
     return "--bad-spectra must be leave, separate or delete, not \"" + o.badSpectra + "\"";
+  if (o.nJobs > 256) return Format("--jobs must lie between 0 and 256, not %u", o.nJobs);
   if (o.mgfDialect != "classic" && o.mgfDialect != "modern")
     return "--mgf-dialect must be classic or modern, not \"" + o.mgfDialect + "\"";
   return {};
@@ -202,6 +203,13 @@ void AddCleanOptions(CLI::App* cmd, CleanOptions* o) {
       ->group(kOut);
   cmd->add_option("--log", o->logFile, "Write a run log to this file")->group(kOut);
   flag("-q,--quiet", &o->bQuiet, "No progress and no summary on standard error", kOut);
+  cmd->add_option("-j,--jobs", o->nJobs,
+                  "Engines cleaning at once, each on its own thread (0: one per core). Several "
+                  "inputs go to several engines; a single large MGF file is cut between spectra "
+                  "into parts. The outputs and the log are the same bytes as with --jobs 1. Raw "
+                  "inputs (mzML, mzXML) always run on one engine")
+      ->capture_default_str()
+      ->group(kOut);
 }
 
 }  // namespace orvane::app

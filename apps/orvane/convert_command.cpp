@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "output_safety.h"
 #include "frame/interfaces.h"
 #include "platform/class_registry.h"
 #include "platform/format.h"
@@ -163,6 +164,30 @@ int RunConvert(const ConvertOptions& options) {
                      disk.strErrorMessage.c_str()));
     return 1;
   }
+
+  // Refused before anything is written: an output that is an input (MGF
+  // files rewritten into their own folder, say).
+  std::vector<std::string> outputs;
+  std::string firstDta;
+  for (const std::string& input : options.inputs) {
+    const std::string ext = LowerExtension(input);
+    if (ext == "mgf" && options.target == "mgf") outputs.push_back(folder + FilePath(input).GetFileName());
+    if (ext == "dta" && firstDta.empty()) firstDta = input;
+  }
+  if (!firstDta.empty() && options.target == "mgf") {
+    // The collected MGF file is named after the first DTA file's title up to
+    // its first dot (the whole title in the modern dialect when it has none).
+    const std::string title = FilePath(firstDta).GetFileTitle();
+    const std::size_t dot = title.find('.');
+    std::string name = dot == std::string::npos ? std::string() : title.substr(0, dot);
+    if (dot == std::string::npos && options.dialect == "modern") name = title;
+    outputs.push_back(folder + name + ".mgf");
+  }
+  if (const std::string clash = FindOutputOverInput(outputs, options.inputs); !clash.empty()) {
+    ShowPlain("Refused: the output " + clash + ".");
+    return 1;
+  }
+  RemoveStaleTemporaries(folder);
 
   NullWindow window;
   const ConvertJob job{options.target, folder, engine.Get(), &window};

@@ -1,0 +1,119 @@
+#include "output_safety.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "spectrum/file_path.h"
+
+namespace orvane::app {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> CleanOutputPaths(int nMode, const std::vector<std::string>& inputs,
+                                          const std::string& folder, bool bSeparateBad,
+                                          bool bMergeOutput) {
+  std::vector<std::string> outputs;
+  if (nMode == 1 && bMergeOutput) {
+    for (const char* name : {"SpectraMerged_c.mgf", "SpectraMerged_ms2_c.mgf",
+                             "SpectraMerged_ms3_c.mgf", "badspectra/SpectraMerged_b.mgf",
+                             "badspectra/SpectraMerged_ms2_b.mgf",
+                             "badspectra/SpectraMerged_ms3_b.mgf"})
+      outputs.push_back(folder + name);
+    return outputs;
+  }
+  if (nMode != 0 && nMode != 1) return outputs;
+  for (const std::string& input : inputs) {
+    const FilePath path(input);
+    const std::string title = path.GetFileTitle();
+    const std::string ext = path.GetExtension();
+    outputs.push_back(folder + title + "_c." + ext);
+    if (bSeparateBad) outputs.push_back(folder + "badspectra/" + title + "_bad_c." + ext);
+  }
+  return outputs;
+}
+
+namespace {
+
+// The folder resolved as far as it exists, the last part as given.
+std::string Canonical(const std::string& path) {
+  std::error_code ec;
+  const fs::path p = fs::absolute(path, ec);
+  if (ec) return path;
+  const fs::path folder = fs::weakly_canonical(p.parent_path(), ec);
+  if (ec) return p.lexically_normal().string();
+  return (folder / p.filename()).lexically_normal().string();
+}
+
+}  // namespace
+
+bool SameFile(const std::string& a, const std::string& b) {
+  struct stat sa {};
+  struct stat sb {};
+  const bool ea = ::stat(a.c_str(), &sa) == 0;
+  const bool eb = ::stat(b.c_str(), &sb) == 0;
+  if (ea && eb) return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
+  // One side is missing: the same name in the same folder is the same file
+  // once it is written. A symbolic link as the last part resolves through the
+  // existing side.
+  std::error_code ec;
+  const std::string ca = ea ? fs::canonical(a, ec).string() : Canonical(a);
+  const std::string cb = eb ? fs::canonical(b, ec).string() : Canonical(b);
+  return ca == cb;
+}
+
+std::string FindOutputOverInput(const std::vector<std::string>& outputs,
+                                const std::vector<std::string>& inputs) {
+  for (const std::string& output : outputs)
+    for (const std::string& input : inputs)
+      if (SameFile(output, input)) return output + " would overwrite the input " + input;
+  return {};
+}
+
+bool ProcessRuns(int pid) {
+  if (pid <= 0) return false;
+  return ::kill(pid, 0) == 0 || errno == EPERM;
+}
+
+int TemporaryOwner(const std::string& name) {
+  auto digits = [](const std::string& text, std::size_t from, std::size_t* pEnd) {
+    std::size_t end = from;
+    while (end < text.size() && text[end] >= '0' && text[end] <= '9') ++end;
+    *pEnd = end;
+    if (end == from || end - from > 9) return -1;
+    return std::atoi(text.substr(from, end - from).c_str());
+  };
+  if (name.empty() || name[0] != '.') return -1;
+  static const std::string kWork = ".orvane-work-";
+  std::size_t end = 0;
+  if (name.compare(0, kWork.size(), kWork) == 0) {
+    const int pid = digits(name, kWork.size(), &end);
+    return end == name.size() ? pid : -1;
+  }
+  const auto mark = name.rfind(".part-");
+  if (mark == std::string::npos || mark < 2) return -1;
+  const int pid = digits(name, mark + 6, &end);
+  if (pid < 0 || end >= name.size() || name[end] != '-') return -1;
+  std::size_t tail = end + 1;
+  if (tail < name.size() && name[tail] == 'j') ++tail;  // joined outputs
+  std::size_t last = 0;
+  if (digits(name, tail, &last) < 0 || last != name.size()) return -1;
+  return pid;
+}
+
+int RemoveStaleTemporaries(const std::string& folder) {
+  int removed = 0;
+  std::error_code ec;
+  for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+    const int pid = TemporaryOwner(it->path().filename().string());
+    if (pid < 0 || ProcessRuns(pid)) continue;
+    std::error_code rec;
+    if (fs::remove_all(it->path(), rec) > 0) ++removed;
+  }
+  return removed;
+}
+
+}  // namespace orvane::app

@@ -1,0 +1,39 @@
+// Keeping inputs safe from the outputs of a run, and output folders free of
+// the leftovers of runs that were killed.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace orvane::app {
+
+// Every file a cleaning run can write into folder (ends in "/"): per input of
+// title T and extension E, T_c.E and, when bad spectra are separated,
+// badspectra/T_bad_c.E; in the merged form of MGF runs the six SpectraMerged
+// files instead. nMode 0 DTA, 1 MGF; raw runs (2) name none here.
+std::vector<std::string> CleanOutputPaths(int nMode, const std::vector<std::string>& inputs,
+                                          const std::string& folder, bool bSeparateBad,
+                                          bool bMergeOutput);
+
+// True if the two paths name the same file: by device and inode when both
+// exist, else by their canonical form (the folder resolved, the name as
+// given), so an output that doesn't exist yet still matches.
+bool SameFile(const std::string& a, const std::string& b);
+
+// The first output that would overwrite an input, as "OUTPUT would overwrite
+// the input INPUT"; "" when there is none.
+std::string FindOutputOverInput(const std::vector<std::string>& outputs,
+                                const std::vector<std::string>& inputs);
+
+// Whether process pid still runs.
+bool ProcessRuns(int pid);
+
+// The process id in a temporary name of ours: ".<name>.part-<pid>-<n>" files
+// and ".orvane-work-<pid>" folders; -1 for any other name.
+int TemporaryOwner(const std::string& fileName);
+
+// Removes from folder the temporary files and staging folders of runs whose
+// process no longer runs. Answers how many it removed.
+int RemoveStaleTemporaries(const std::string& folder);
+
+}  // namespace orvane::app
