@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -135,10 +136,19 @@ std::vector<WorkUnit> PlanUnits(int nMode, const std::vector<std::string>& input
     }
     return units;
   }
-  // MGF: each file is a unit; with fewer files than jobs, each is cut into
-  // about nJobs / n parts.
-  const unsigned parts = n >= nJobs ? 1u : static_cast<unsigned>((nJobs + n - 1) / n);
+  // MGF: each file is a unit, cut into parts when it is larger than a
+  // job's share of the run, so that one large file among small ones doesn't
+  // keep a single engine busy after the others are done.
+  std::vector<std::uint64_t> sizes(n);
+  std::uint64_t total = 0;
+  for (std::size_t i = 0; i < n; ++i) total += sizes[i] = FileSize(inputs[i]);
   for (std::size_t i = 0; i < n; ++i) {
+    unsigned parts = 1;
+    if (nJobs > 1 && total > 0) {
+      const double share = static_cast<double>(sizes[i]) * nJobs / static_cast<double>(total);
+      // A file a little above its share stays whole.
+      parts = static_cast<unsigned>(std::clamp<double>(std::ceil(share - 0.25), 1.0, nJobs));
+    }
     const std::vector<std::uint64_t> cuts =
         parts > 1 ? FindMgfCuts(inputs[i], parts, minPartBytes) : std::vector<std::uint64_t>();
     if (cuts.empty()) {

@@ -46,9 +46,10 @@ struct WorkUnit {
   bool bLastPart = true;  // the last (or only) piece of its input
 };
 
-// Splits the run into at most about nJobs units of similar weight: DTA files
-// in contiguous groups, MGF files one unit each, cut into parts when there
-// are fewer files than jobs.
+// Splits the run into units of similar weight: DTA files in at most nJobs
+// contiguous groups; MGF files one unit each, and a file larger than a job's
+// share of the run's bytes cut into as many parts as it has shares (at most
+// nJobs).
 std::vector<WorkUnit> PlanUnits(int nMode, const std::vector<std::string>& inputs, unsigned nJobs,
                                 std::uint64_t minPartBytes);
 

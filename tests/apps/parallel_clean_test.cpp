@@ -4,17 +4,24 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "spectrum/dta.h"
 #include "support/synthetic.h"
 #include "support/test_support.h"
+
+extern char** environ;
 
 namespace orvane {
 namespace {
@@ -194,6 +201,61 @@ TEST(ParallelRun, ProgressLinesPerInput) {
   EXPECT_THAT(r.err, HasSubstr("finished: 40 spectra from 1 input in "));
   for (const auto& name : test::ListFiles(dir.File("out")))
     EXPECT_EQ(name[0] == '.', false) << name;
+}
+
+pid_t Spawn(const std::vector<std::string>& args, const std::string& errFile) {
+  std::vector<char*> argv;
+  std::vector<std::string> all = {ORVANE_EXE};
+  all.insert(all.end(), args.begin(), args.end());
+  for (auto& a : all) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  pid_t pid = -1;
+  if (posix_spawn(&pid, ORVANE_EXE, &actions, nullptr, argv.data(), environ) != 0) pid = -1;
+  posix_spawn_file_actions_destroy(&actions);
+  return pid;
+}
+
+// Ctrl-C stops every engine after its spectrum in hand; what was cleaned
+// before the first stopped part is joined, and no staging file stays.
+TEST(ParallelRun, SigintStopsEveryEngine) {
+  TempDir dir;
+  const int total = 3000;
+  WriteFile(dir.File("big.mgf"), test::MakeSyntheticMgf(total, 4, true));
+  const std::string out = dir.File("out");
+  const pid_t pid = Spawn({"clean", "--jobs", "2", "--check-seq-tags", "--log", dir.File("run.log"),
+                           "-o", out, dir.File("big.mgf")},
+                          dir.File("err"));
+  ASSERT_GT(pid, 0);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  bool started = false;
+  while (!started && std::chrono::steady_clock::now() < deadline) {
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(out, ec))
+      if (e.path().filename().string().rfind(".orvane-work-", 0) == 0) started = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(started ? 500 : 10));
+  }
+  ASSERT_TRUE(started);
+  ASSERT_EQ(kill(pid, SIGINT), 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  ASSERT_TRUE(WIFEXITED(status)) << "killed by signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_THAT(ReadFile(dir.File("err")), HasSubstr("stopped after"));
+  for (const auto& e : fs::recursive_directory_iterator(out))
+    EXPECT_NE(e.path().filename().string()[0], '.') << e.path();
+  const std::string clean = ReadFile(out + "/big_c.mgf") + ReadFile(out + "/badspectra/big_bad_c.mgf");
+  std::size_t blocks = 0;
+  for (auto at = clean.find("BEGIN IONS"); at != std::string::npos; at = clean.find("BEGIN IONS", at + 1))
+    ++blocks;
+  EXPECT_LT(blocks, static_cast<std::size_t>(total));
+  // The log is whole up to where the first part stopped: one head.
+  const std::string log = ReadFile(dir.File("run.log"));
+  EXPECT_EQ(log.rfind("Peltrix Log File\n"), 0u);
+  EXPECT_THAT(log, HasSubstr("synthetic.1.1.2\n"));
 }
 
 }  // namespace
