@@ -510,7 +510,10 @@ const char* kCleanFooter =
     "outputs closed. Exit status: 0 finished, 130 stopped, 1 failed.\n"
     "\nExamples:\n"
     "  orvane clean -o cleaned/ run1.mgf                defaults: de-isotoping and deconvolution\n"
+    "  orvane clean -o cleaned/ spectra/*.dta           a folder of DTA files, one _c.dta each\n"
     "  orvane clean -o cleaned/ --log run.log *.mgf     with a run log\n"
+    "  orvane clean -o cleaned/ --jobs 4 big.mgf        four engines; the same bytes as one\n"
+    "  orvane clean -o cleaned/ --params lab.toml *.mgf settings from a presets file\n"
     "  orvane clean -o merged/ --skip-cleaning --merge-output a.mgf b.mgf\n"
     "                                                   concatenate MGF files\n"
     "  orvane clean -o cleaned/ --remove-noise --check-seq-tags run1.mgf\n";

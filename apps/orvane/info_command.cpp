@@ -67,12 +67,18 @@ const char* VersionText() { return "1.0.0.1 (engine version 2411)"; }
 
 const char* MainExamples() {
   return "\nExamples:\n"
-         "  orvane info examples/sample.dta        show title, parent mass, charge and peaks\n"
-         "  orvane info run1.mgf                   count spectra, charges and peaks\n"
-         "  orvane convert --to dta -o out/ run1.mgf\n"
-         "                                         one DTA file per spectrum\n"
-         "  orvane convert --to mgf -o out/ out/*.dta\n"
-         "                                         DTA files collected into one MGF file\n";
+         "  orvane clean -o cleaned/ run1.mgf            clean an MGF file (DIR/run1_c.mgf,\n"
+         "                                               bad spectra in DIR/badspectra/)\n"
+         "  orvane clean -o cleaned/ spectra/*.dta       clean a folder of DTA files\n"
+         "  orvane convert --to mgf -o out/ run1.mzML    convert an instrument file to MGF...\n"
+         "  orvane clean -o cleaned/ out/run1.mgf        ...and clean it\n"
+         "  orvane clean -o cleaned/ run1.mzML           or both in one go\n"
+         "  orvane clean -o all/ --skip-cleaning --merge-output a.mgf b.mgf\n"
+         "                                               concatenate MGF files (all/SpectraMerged_c.mgf)\n"
+         "  orvane info cleaned/run1_c.mgf               count spectra, charges and peaks\n"
+         "  orvane params > lab.toml                     the settings as a presets file,\n"
+         "  orvane clean --params lab.toml -o cleaned/ run1.mgf   to edit and reuse\n"
+         "\nEach command has its own help: orvane clean --help, orvane convert --help.\n";
 }
 
 int ExitCode() { return g_exitCode; }

@@ -137,8 +137,11 @@ const Entry* FindEntry(const std::string& section, const std::string& key) {
 // The shortest text that reads back to the same double, always with a
 // decimal point so TOML takes it for a float.
 std::string DoubleText(double value) {
-  char buf[64];
-  const auto result = std::to_chars(buf, buf + sizeof buf, value);
+  char buf[400];
+  // Plain notation while it stays short (100000.0 rather than 1e+05).
+  auto result = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed);
+  if (result.ec != std::errc() || result.ptr - buf > 24)
+    result = std::to_chars(buf, buf + sizeof buf, value);
   std::string text(buf, result.ptr);
   if (text.find_first_of(".eEn") == std::string::npos) text += ".0";
   return text;

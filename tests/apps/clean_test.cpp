@@ -21,6 +21,7 @@
 #include "spectrum/dta_file.h"
 #include "spectrum/mgf_file.h"
 #include "support/synthetic.h"
+#include "apps/orvane_runner.h"
 #include "support/test_support.h"
 
 extern char** environ;
@@ -34,22 +35,11 @@ using test::ReadFile;
 using test::TempDir;
 using test::WriteFile;
 
-struct Result {
-  int status;
-  std::string out;
-  std::string err;
-};
+using Result = test::RunResult;
 
-std::string Quote(const std::string& s) { return "'" + s + "'"; }
+std::string Quote(const std::string& s) { return test::ShellQuote(s); }
 
-Result Orvane(const std::string& args) {
-  TempDir capture;
-  const std::string command = Quote(ORVANE_EXE) + " " + args + " >" + Quote(capture.File("out")) +
-                              " 2>" + Quote(capture.File("err"));
-  const int raw = std::system(command.c_str());
-  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, ReadFile(capture.File("out")),
-          ReadFile(capture.File("err"))};
-}
+Result Orvane(const std::string& args) { return test::RunOrvane(args); }
 
 struct Summary {
   std::string title;

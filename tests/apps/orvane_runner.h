@@ -25,10 +25,11 @@ inline std::string ShellQuote(const std::string& s) {
   return q + "'";
 }
 
-// args is shell text: quote paths with ShellQuote.
-inline RunResult RunOrvane(const std::string& args) {
+// args is shell text: quote paths with ShellQuote. env, if given, is put in
+// front of the command ("ORVANE_X=1 ").
+inline RunResult RunOrvane(const std::string& args, const std::string& env = "") {
   TempDir capture;
-  const std::string command = ShellQuote(ORVANE_EXE) + " " + args + " >" +
+  const std::string command = env + ShellQuote(ORVANE_EXE) + " " + args + " >" +
                               ShellQuote(capture.File("out")) + " 2>" +
                               ShellQuote(capture.File("err")) + " </dev/null";
   const int raw = std::system(command.c_str());
