@@ -21,6 +21,7 @@
 #include "commands.h"
 #include "output_safety.h"
 #include "parallel_run.h"
+#include "stop_signals.h"
 #include "frame/interfaces.h"
 #include "platform/class_registry.h"
 #include "platform/format.h"
@@ -34,36 +35,7 @@ namespace {
 
 constexpr int kExitStopped = 130;
 
-// The cancel event of the run in hand. Setting it is safe in a signal handler.
-CEvent g_cancel;
-
-extern "C" void OnStopSignal(int sig) {
-  g_cancel.Set();
-  // A second signal ends the process at once.
-  std::signal(sig, SIG_DFL);
-}
-
-// SIGINT and SIGTERM set the cancel event while the object lives.
-class StopSignals {
- public:
-  StopSignals() {
-    struct sigaction action {};
-    action.sa_handler = OnStopSignal;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, &oldInt_);
-    sigaction(SIGTERM, &action, &oldTerm_);
-  }
-  ~StopSignals() {
-    sigaction(SIGINT, &oldInt_, nullptr);
-    sigaction(SIGTERM, &oldTerm_, nullptr);
-  }
-  StopSignals(const StopSignals&) = delete;
-  StopSignals& operator=(const StopSignals&) = delete;
-
- private:
-  struct sigaction oldInt_ {};
-  struct sigaction oldTerm_ {};
-};
+CEvent& g_cancel = HostCancelEvent();
 
 std::string ShortName(const std::string& path) {
   std::string name = FilePath(path).GetFileName();
@@ -215,15 +187,7 @@ class ConsoleReporter final : public IReporter {
  public:
   explicit ConsoleReporter(ConsoleProgress& progress) : progress_(progress) {}
   void Show(BoxKind kind, std::string_view text) override {
-    std::string line;
-    for (char c : text) {
-      if (c == '\n') {
-        if (!line.empty() && line.back() != ' ') line += ' ';
-      } else {
-        line += c;
-      }
-    }
-    while (!line.empty() && line.back() == ' ') line.pop_back();
+    const std::string line = OneLine(text);
     progress_.ClearBar();
     std::fprintf(stderr, "orvane: %s: %s\n", BoxKindName(kind), line.c_str());
   }

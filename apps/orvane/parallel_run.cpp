@@ -335,15 +335,7 @@ class ParallelProgress {
 
   // One line for a box of a worker, clear of the bar.
   void Box(BoxKind kind, const std::string& where, std::string_view text) {
-    std::string line;
-    for (char c : text) {
-      if (c == '\n') {
-        if (!line.empty() && line.back() != ' ') line += ' ';
-      } else {
-        line += c;
-      }
-    }
-    while (!line.empty() && line.back() == ' ') line.pop_back();
+    const std::string line = OneLine(text);
     std::lock_guard lock(mutex_);
     ClearBar();
     std::fprintf(stderr, "orvane: %s: %s: %s\n", BoxKindName(kind), where.c_str(), line.c_str());

@@ -1,5 +1,6 @@
 #include "raw_options_cli.h"
 
+#include "stop_signals.h"
 #include <signal.h>
 
 #include <cctype>
@@ -16,6 +17,7 @@
 #include "raw/conversions.h"
 #include "readers/mz_reader.h"
 #include "spectrum/file_path.h"
+#include "stop_signals.h"
 
 namespace orvane::app {
 
@@ -34,34 +36,7 @@ namespace {
 RawOptionsCli& g_convertOptions = ConvertRawOptions();
 RawOptionsCli& g_cleanOptions = CleanRawOptions();
 
-// The cancel event of a conversion in hand; SIGINT and SIGTERM set it.
-CEvent g_cancel;
-
-void OnStopSignal(int sig) {
-  g_cancel.Set();
-  ::signal(sig, SIG_DFL);  // a second signal ends the process at once
-}
-
-class StopSignals {
- public:
-  StopSignals() {
-    struct sigaction action {};
-    action.sa_handler = OnStopSignal;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, &oldInt_);
-    sigaction(SIGTERM, &action, &oldTerm_);
-  }
-  ~StopSignals() {
-    sigaction(SIGINT, &oldInt_, nullptr);
-    sigaction(SIGTERM, &oldTerm_, nullptr);
-  }
-  StopSignals(const StopSignals&) = delete;
-  StopSignals& operator=(const StopSignals&) = delete;
-
- private:
-  struct sigaction oldInt_ {};
-  struct sigaction oldTerm_ {};
-};
+CEvent& g_cancel = HostCancelEvent();
 
 // "run.mzML.gz" -> "run": the name the outputs of a raw file take.
 std::string RawTitle(const std::string& path) {

@@ -10,17 +10,8 @@ namespace {
 class StderrReporter final : public IReporter {
  public:
   void Show(BoxKind kind, std::string_view text) override {
-    // Texts carry "\n" where a box would break its line; fold them into one.
-    std::string line;
-    line.reserve(text.size());
-    for (char c : text) {
-      if (c == '\n') {
-        if (!line.empty() && line.back() != ' ') line += ' ';
-      } else {
-        line += c;
-      }
-    }
-    while (!line.empty() && line.back() == ' ') line.pop_back();
+    // Texts carry "\n" where a box would break its line.
+    const std::string line = OneLine(text);
     std::lock_guard lock(mutex_);
     std::fprintf(stderr, "orvane: %s: %s\n", BoxKindName(kind), line.c_str());
   }
@@ -68,6 +59,20 @@ ScopedThreadReporter::ScopedThreadReporter(IReporter* reporter) : previous_(t_re
 }
 
 ScopedThreadReporter::~ScopedThreadReporter() { t_reporter = previous_; }
+
+std::string OneLine(std::string_view text) {
+  std::string line;
+  line.reserve(text.size());
+  for (char c : text) {
+    if (c == '\n') {
+      if (!line.empty() && line.back() != ' ') line += ' ';
+    } else {
+      line += c;
+    }
+  }
+  while (!line.empty() && line.back() == ' ') line.pop_back();
+  return line;
+}
 
 void ShowBox(BoxKind kind, std::string_view text) {
   IReporter* r = t_reporter;

@@ -49,6 +49,10 @@ class ScopedThreadReporter {
 };
 
 void ShowBox(BoxKind kind, std::string_view text);
+
+// A box text as one line: its line breaks become single blanks, and blanks at
+// the end go.
+std::string OneLine(std::string_view text);
 inline void ShowError(std::string_view text) { ShowBox(BoxKind::Error, text); }
 inline void ShowNote(std::string_view text) { ShowBox(BoxKind::Note, text); }
 inline void ShowPlain(std::string_view text) { ShowBox(BoxKind::Plain, text); }
