@@ -24,8 +24,6 @@
 #include "apps/orvane_runner.h"
 #include "support/test_support.h"
 
-extern char** environ;
-
 namespace orvane {
 namespace {
 
@@ -218,22 +216,6 @@ TEST(CleanCommand, DtaInputs) {
 }
 
 // Starts orvane with args, stderr and stdout to files; answers its process id.
-pid_t Spawn(const std::vector<std::string>& args, const std::string& errFile) {
-  std::vector<char*> argv;
-  std::vector<std::string> all = {ORVANE_EXE};
-  all.insert(all.end(), args.begin(), args.end());
-  for (auto& a : all) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  pid_t pid = -1;
-  if (posix_spawn(&pid, ORVANE_EXE, &actions, nullptr, argv.data(), environ) != 0) pid = -1;
-  posix_spawn_file_actions_destroy(&actions);
-  return pid;
-}
-
 TEST(CleanCommand, SigintStopsAfterTheSpectrumInHand) {
   TempDir dir;
   const int total = 4000;
@@ -242,7 +224,7 @@ TEST(CleanCommand, SigintStopsAfterTheSpectrumInHand) {
   // One engine: the log grows as the run goes, and the stop closes the
   // outputs of the file in hand.
   const pid_t pid =
-      Spawn({"clean", "--jobs", "1", "--log", log, "-o", dir.File("out"), input}, dir.File("err"));
+      test::SpawnOrvane({"clean", "--jobs", "1", "--log", log, "-o", dir.File("out"), input}, dir.File("err"));
   ASSERT_GT(pid, 0);
   // Wait until the run is under way: the log has the rule of a spectrum.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);

@@ -19,10 +19,9 @@
 #include <vector>
 
 #include "spectrum/dta.h"
+#include "apps/orvane_runner.h"
 #include "support/synthetic.h"
 #include "support/test_support.h"
-
-extern char** environ;
 
 namespace orvane {
 namespace {
@@ -33,20 +32,13 @@ using test::ReadFile;
 using test::TempDir;
 using test::WriteFile;
 
-std::string Quote(const std::string& s) { return "'" + s + "'"; }
+std::string Quote(const std::string& s) { return test::ShellQuote(s); }
 
-struct Result {
-  int status;
-  std::string err;
-};
+using Result = test::RunResult;
 
 // Runs orvane with the environment variables in env (e.g. "A=1 ").
 Result Orvane(const std::string& args, const std::string& env = "") {
-  TempDir capture;
-  const std::string command = env + Quote(ORVANE_EXE) + " " + args + " >/dev/null 2>" +
-                              Quote(capture.File("err"));
-  const int raw = std::system(command.c_str());
-  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, ReadFile(capture.File("err"))};
+  return test::RunOrvane(args, env);
 }
 
 // Every file under folder, by relative path, with its bytes.
@@ -227,22 +219,6 @@ TEST(ParallelRun, ProgressLinesPerInput) {
     EXPECT_EQ(name[0] == '.', false) << name;
 }
 
-pid_t Spawn(const std::vector<std::string>& args, const std::string& errFile) {
-  std::vector<char*> argv;
-  std::vector<std::string> all = {ORVANE_EXE};
-  all.insert(all.end(), args.begin(), args.end());
-  for (auto& a : all) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  pid_t pid = -1;
-  if (posix_spawn(&pid, ORVANE_EXE, &actions, nullptr, argv.data(), environ) != 0) pid = -1;
-  posix_spawn_file_actions_destroy(&actions);
-  return pid;
-}
-
 // Ctrl-C stops every engine after its spectrum in hand; what was cleaned
 // before the first stopped part is joined, and no staging file stays.
 TEST(ParallelRun, SigintStopsEveryEngine) {
@@ -250,7 +226,7 @@ TEST(ParallelRun, SigintStopsEveryEngine) {
   const int total = 3000;
   WriteFile(dir.File("big.mgf"), test::MakeSyntheticMgf(total, 4, true));
   const std::string out = dir.File("out");
-  const pid_t pid = Spawn({"clean", "--jobs", "2", "--check-seq-tags", "--log", dir.File("run.log"),
+  const pid_t pid = test::SpawnOrvane({"clean", "--jobs", "2", "--check-seq-tags", "--log", dir.File("run.log"),
                            "-o", out, dir.File("big.mgf")},
                           dir.File("err"));
   ASSERT_GT(pid, 0);

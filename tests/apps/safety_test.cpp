@@ -16,10 +16,9 @@
 #include <thread>
 #include <vector>
 
+#include "apps/orvane_runner.h"
 #include "support/synthetic.h"
 #include "support/test_support.h"
-
-extern char** environ;
 
 namespace orvane {
 namespace {
@@ -30,20 +29,11 @@ using test::ReadFile;
 using test::TempDir;
 using test::WriteFile;
 
-std::string Quote(const std::string& s) { return "'" + s + "'"; }
+std::string Quote(const std::string& s) { return test::ShellQuote(s); }
 
-struct Result {
-  int status;
-  std::string err;
-};
+using Result = test::RunResult;
 
-Result Orvane(const std::string& args) {
-  TempDir capture;
-  const std::string command =
-      Quote(ORVANE_EXE) + " " + args + " >/dev/null 2>" + Quote(capture.File("err"));
-  const int raw = std::system(command.c_str());
-  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, ReadFile(capture.File("err"))};
-}
+Result Orvane(const std::string& args) { return test::RunOrvane(args); }
 
 // Each case: the command (with %D for the folder of the inputs, which holds
 // x.mgf, x_c.mgf, SpectraMerged_c.mgf, s.1.1.2.dta and s.1.1.2_c.dta), the
@@ -95,22 +85,6 @@ INSTANTIATE_TEST_SUITE_P(
         Clash{"ConvertRewrite", "convert --to mgf -o %D %Dx.mgf", "x.mgf", "x.mgf"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-pid_t Spawn(const std::vector<std::string>& args) {
-  std::vector<char*> argv;
-  std::vector<std::string> all = {ORVANE_EXE};
-  all.insert(all.end(), args.begin(), args.end());
-  for (auto& a : all) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  pid_t pid = -1;
-  if (posix_spawn(&pid, ORVANE_EXE, &actions, nullptr, argv.data(), environ) != 0) pid = -1;
-  posix_spawn_file_actions_destroy(&actions);
-  return pid;
-}
-
 // Names under folder and its badspectra/, relative, subfolders marked "/".
 std::vector<std::string> Names(const std::string& folder) {
   std::vector<std::string> names;
@@ -131,7 +105,7 @@ TEST_P(KilledRun, LeavesOnlyHiddenTemporariesAndTheNextRunRemovesThem) {
   const std::string input = dir.File("big.mgf");
   WriteFile(input, test::MakeSyntheticMgf(3000, 9, true));
   const std::string out = dir.File("out");
-  const pid_t pid = Spawn({"clean", "--jobs", GetParam(), "--check-seq-tags", "-o", out, input});
+  const pid_t pid = test::SpawnOrvane({"clean", "--jobs", GetParam(), "--check-seq-tags", "-o", out, input});
   ASSERT_GT(pid, 0);
   // Wait until something is being written, then kill without warning.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
