@@ -80,9 +80,9 @@ int RewriteMgf(const ConvertJob& job, const std::string& input) {
   ComPtr<IImportMSMS> pImport;
   ComPtr<IExportMSMS> pExport;
   if (FAILED(QueryOrNote(job.pEngine, IID_IImportMSMS, kNoImportInterface,
-                         reinterpret_cast<IImportMSMS**>(pImport.Out()))) ||
+                         pImport)) ||
       FAILED(QueryOrNote(job.pEngine, IID_IExportMSMS, kNoExportInterface,
-                         reinterpret_cast<IExportMSMS**>(pExport.Out()))))
+                         pExport)))
     return 1;
   const std::string output = job.outputFolder + FilePath(input).GetFileName();
   CStdioFile in;
@@ -116,7 +116,7 @@ int RewriteMgf(const ConvertJob& job, const std::string& input) {
 int DtaFilesToMgf(const ConvertJob& job, const std::vector<std::string>& inputs) {
   ComPtr<IConvertMSMS> pConvert;
   if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
-                         reinterpret_cast<IConvertMSMS**>(pConvert.Out()))))
+                         pConvert)))
     return 1;
   StringList files(inputs.begin(), inputs.end());
   const HRESULT hr = pConvert->DtaFolderToMgf(&files, job.outputFolder, 0, job.pWindow);
@@ -128,7 +128,7 @@ int DtaFilesToMgf(const ConvertJob& job, const std::vector<std::string>& inputs)
 int MgfFileToDta(const ConvertJob& job, const std::string& input) {
   ComPtr<IConvertMSMS> pConvert;
   if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
-                         reinterpret_cast<IConvertMSMS**>(pConvert.Out()))))
+                         pConvert)))
     return 1;
   const HRESULT hr = pConvert->MgfToDta(input, job.outputFolder, 0, job.pWindow);
   if (FAILED(hr)) return 1;

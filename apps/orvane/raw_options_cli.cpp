@@ -70,7 +70,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
   }
   ComPtr<IConvertMSMS> pConvert;
   if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
-                         reinterpret_cast<IConvertMSMS**>(pConvert.Out())))) {
+                         pConvert))) {
     return 1;
   }
   RawOptions options = ToRawOptions(g_convertOptions);

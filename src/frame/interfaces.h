@@ -173,6 +173,11 @@ inline constexpr const char* kNoAnalyzeInterface = "Couldn't obtain AnalyzeMSMS 
 // reference on success.
 template <class T>
 HRESULT QueryOrNote(IUnknown* pSelf, REFIID iid, const char* noteFormat, T** ppOut);
+// The same into a ComPtr, which then releases the interface.
+template <class T>
+HRESULT QueryOrNote(IUnknown* pSelf, REFIID iid, const char* noteFormat, ComPtr<T>& out) {
+  return QueryOrNote(pSelf, iid, noteFormat, out.Put());
+}
 
 }  // namespace orvane
 

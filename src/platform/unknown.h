@@ -67,6 +67,11 @@ class ComPtr {
     Reset();
     return reinterpret_cast<void**>(&p_);
   }
+  // The slot as a typed pointer, for calls that fill a T*.
+  T** Put() {
+    Reset();
+    return &p_;
+  }
   T* Detach() {
     T* p = p_;
     p_ = nullptr;

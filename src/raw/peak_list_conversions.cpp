@@ -107,11 +107,11 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
 
   ComPtr<IImportMSMS> pImport;
   if (FAILED(QueryOrNote(pSelf, IID_IImportMSMS, kNoImportInterface,
-                         reinterpret_cast<IImportMSMS**>(pImport.Out()))))
+                         pImport)))
     return E_NOINTERFACE;
   ComPtr<IExportMSMS> pExport;
   if (FAILED(QueryOrNote(pSelf, IID_IExportMSMS, kNoExportInterface,
-                         reinterpret_cast<IExportMSMS**>(pExport.Out()))))
+                         pExport)))
     return E_NOINTERFACE;
 
   // run1.100.100.2.dta gives run1.mgf; a title without a dot an empty name,
@@ -167,11 +167,11 @@ HRESULT MgfToDta(IUnknown* pSelf, const std::string& strMgfFile, const std::stri
 
   ComPtr<IImportMSMS> pImport;
   if (FAILED(QueryOrNote(pSelf, IID_IImportMSMS, kNoImportInterface,
-                         reinterpret_cast<IImportMSMS**>(pImport.Out()))))
+                         pImport)))
     return E_NOINTERFACE;
   ComPtr<IExportMSMS> pExport;
   if (FAILED(QueryOrNote(pSelf, IID_IExportMSMS, kNoExportInterface,
-                         reinterpret_cast<IExportMSMS**>(pExport.Out()))))
+                         pExport)))
     return E_NOINTERFACE;
   const bool modern = DialectOf(pSelf) == MgfDialect::Modern;
 
