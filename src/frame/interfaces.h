@@ -15,6 +15,7 @@
 #include "platform/guid.h"
 #include "platform/hresult.h"
 #include "platform/unknown.h"
+#include "spectrum/dialect.h"
 
 namespace orvane {
 
@@ -54,11 +55,6 @@ inline const GUID TYPELIB_Orvane = GUID::FromString("{D5E74DA8-498E-4445-A56B-ED
 inline const IID IID_IMgfDialect = GUID::FromString("{5E0B7A31-6C2D-4F8A-9B1E-0D4C3A2F8E61}");
 
 constexpr long kOrvaneVersion = 2411;
-
-// How MGF text is read and written: Classic follows the original three-tag
-// rules to the byte; Modern keeps full titles, extra header lines and the
-// precursor intensity of today's converters.
-enum class MgfDialect : std::int32_t { Classic = 0, Modern = 1 };
 
 // The primary interface: no members of its own.
 class IOrvane : public IUnknown {

@@ -109,7 +109,7 @@ HRESULT COrvane::XConvertMSMS::GetVersion(long* pnVersion) {
 
 // IExportMSMS
 HRESULT COrvane::XExportMSMS::ExportDta(const char* pszPath, Dta* pDta, std::int32_t) {
-  return orvane::ExportDta(pszPath, pDta);
+  return orvane::ExportDta(pszPath, pDta, m_pThis->m_dialect);
 }
 HRESULT COrvane::XExportMSMS::ExportMgf(CStdioFile* pFile, Dta* pDta, std::int32_t,
                                         std::string strComment) {
@@ -164,6 +164,7 @@ HRESULT COrvane::XAnalyzeMSMS::CheckSequenceTags(Dta* pDta, int nTagLength, doub
 HRESULT COrvane::XMgfDialect::SetMgfDialect(MgfDialect dialect) {
   if (dialect != MgfDialect::Classic && dialect != MgfDialect::Modern) return E_INVALIDARG;
   m_pThis->m_dialect = dialect;
+  m_pThis->m_run.dialect = dialect;
   return S_OK;
 }
 HRESULT COrvane::XMgfDialect::GetMgfDialect(MgfDialect* pDialect) {

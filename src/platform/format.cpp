@@ -1,7 +1,10 @@
 #include "platform/format.h"
 
+#include <charconv>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 namespace orvane {
 
@@ -39,6 +42,30 @@ std::string& AppendFormat(std::string& out, const char* format, ...) {
     }
   }
   va_end(args);
+  return out;
+}
+
+std::string& AppendExactDecimal(std::string& out, double value, int minDecimals) {
+  if (!std::isfinite(value)) {
+    out += std::isnan(value) ? "nan" : value < 0 ? "-inf" : "inf";
+    return out;
+  }
+  // The widest double in fixed notation takes about 330 characters.
+  char digits[400];
+  char* end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed).ptr;
+  out.append(digits, static_cast<std::size_t>(end - digits));
+  const char* point = static_cast<const char*>(std::memchr(digits, '.', static_cast<std::size_t>(end - digits)));
+  const long decimals = point == nullptr ? 0 : static_cast<long>(end - point - 1);
+  if (decimals < minDecimals) {
+    if (point == nullptr) out += '.';
+    out.append(static_cast<std::size_t>(minDecimals - decimals), '0');
+  }
+  return out;
+}
+
+std::string ExactDecimal(double value, int minDecimals) {
+  std::string out;
+  AppendExactDecimal(out, value, minDecimals);
   return out;
 }
 

@@ -13,4 +13,11 @@ std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2))
 std::string& AppendFormat(std::string& out, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 
+// Appends value in fixed notation with the fewest digits that read back as
+// the same double, and at least minDecimals decimals: 110.0710 read from text
+// gives "110.07100" for 5, 101.1071167 stays "101.1071167", 1e-7 gives
+// "0.0000001". Infinities and NaN are written as "inf", "-inf" and "nan".
+std::string& AppendExactDecimal(std::string& out, double value, int minDecimals);
+std::string ExactDecimal(double value, int minDecimals);
+
 }  // namespace orvane

@@ -21,14 +21,15 @@
 namespace orvane {
 namespace {
 
-void MhToMz(Dta* pDta) {
+// A spectrum of charge 1 or 0 keeps its number.
+void DtaMhToMz(Dta* pDta, double dProton) {
   const int z = pDta->nCharge;
-  if (z > 1) pDta->dMass = ((z - 1) * kProton + pDta->dMass) / z;
+  if (z > 1) pDta->dMass = MhToMz(pDta->dMass, z, dProton);
 }
 
-void MzToMh(Dta* pDta) {
+void DtaMzToMh(Dta* pDta, double dProton) {
   const int z = pDta->nCharge;
-  if (z > 1) pDta->dMass = z * (pDta->dMass - kProton) + kProton;
+  if (z > 1) pDta->dMass = MzToMh(pDta->dMass, z, dProton);
 }
 
 bool SameFile(const std::string& a, const std::string& b) {
@@ -120,7 +121,8 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
   const std::string title = FilePath(pFiles->front()).GetFileTitle();
   const std::size_t dot = title.find('.');
   std::string name = dot == std::string::npos ? std::string() : title.substr(0, dot);
-  if (dot == std::string::npos && DialectOf(pSelf) == MgfDialect::Modern) name = title;
+  const MgfDialect dialect = DialectOf(pSelf);
+  if (dot == std::string::npos && dialect == MgfDialect::Modern) name = title;
   const std::string outputPath = strOutputFolder + name + ".mgf";
   for (const std::string& input : *pFiles)
     if (RefuseInputAsOutput(outputPath, input)) return E_UNEXPECTED;
@@ -144,7 +146,7 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
       // A file that can't be read has shown its box in ImportDta.
       hr = pImport->ImportDta(path.c_str(), &dta);
       if (hr == S_OK) {
-        MhToMz(&dta);
+        DtaMhToMz(&dta, ProtonOf(dialect));
         pExport->ExportMgf(&output, &dta, 2, std::string());
       }
       pWnd->Send(PM_STEP_DONE, ++done, 0);
@@ -173,7 +175,8 @@ HRESULT MgfToDta(IUnknown* pSelf, const std::string& strMgfFile, const std::stri
   if (FAILED(QueryOrNote(pSelf, IID_IExportMSMS, kNoExportInterface,
                          pExport)))
     return E_NOINTERFACE;
-  const bool modern = DialectOf(pSelf) == MgfDialect::Modern;
+  const MgfDialect dialect = DialectOf(pSelf);
+  const bool modern = dialect == MgfDialect::Modern;
 
   CStdioFile input;
   CFileException error;
@@ -191,7 +194,7 @@ HRESULT MgfToDta(IUnknown* pSelf, const std::string& strMgfFile, const std::stri
     dta.Clear();
     hr = pImport->ImportMgf(&input, &dta);
     if (hr == S_OK) {
-      MzToMh(&dta);
+      DtaMzToMh(&dta, ProtonOf(dialect));
       std::string name;
       if (modern) {
         name = safeNames.Make(dta.strTitle);

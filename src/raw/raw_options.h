@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "spectrum/dialect.h"
+
 namespace orvane {
 
 struct RawOptions {
@@ -24,7 +26,7 @@ struct ScanInfo {
   int nChargeClass = 0;  // 0 not known, 1 singly charged, 2 multiply charged
 };
 
-// The proton mass that bridges MH+ and m/z: MH+ = z * (m - P) + P.
-inline constexpr double kProton = 1.00794;
+// The number the classic raw conversions bridge MH+ and m/z with.
+inline constexpr double kProton = kClassicProton;
 
 }  // namespace orvane

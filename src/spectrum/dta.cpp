@@ -19,6 +19,7 @@ Dta& Dta::operator=(const Dta& other) {
   vIntensity = other.vIntensity;
   vHeaderLines = other.vHeaderLines;
   dPrecursorIntensity = other.dPrecursorIntensity;
+  strPeakLines = other.strPeakLines;
   return *this;
 }
 
@@ -32,12 +33,14 @@ void Dta::Clear() {
   vIntensity.clear();
   vHeaderLines.clear();
   dPrecursorIntensity = 0.0;
+  strPeakLines.clear();
 }
 
 void Dta::ClearPeaks() {
   vMass.clear();
   vIntensity.clear();
   nPeaks = 0;
+  strPeakLines.clear();
 }
 
 void Dta::AddPeak(double dMassIn, double dIntensity) {

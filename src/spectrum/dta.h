@@ -80,6 +80,11 @@ class Dta {
   // copied by assignment, emptied by Clear(), kept by ClearPeaks().
   std::vector<std::string> vHeaderLines;
   double dPrecursorIntensity = 0.0;
+  // The peak lines of a modern MGF block as they were read, each ending in
+  // "\n", so a spectrum that is passed on unchanged is written with its own
+  // text. Copied with the peaks; ClearPeaks() and Clear() empty it, so peaks
+  // that were rebuilt are never written from it.
+  std::string strPeakLines;
 };
 
 }  // namespace orvane

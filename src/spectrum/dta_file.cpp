@@ -53,7 +53,7 @@ HRESULT ImportDta(const char* pszPath, Dta* pDta) {
   return S_OK;
 }
 
-HRESULT ExportDta(const char* pszPath, const Dta* pDta) {
+HRESULT ExportDta(const char* pszPath, const Dta* pDta, MgfDialect dialect) {
   CStdioFile file;
   CFileException error;
   if (!file.Open(pszPath, CStdioFile::modeWrite | CStdioFile::modeCreate | CStdioFile::typeText,
@@ -63,9 +63,22 @@ HRESULT ExportDta(const char* pszPath, const Dta* pDta) {
   }
   std::string text;
   text.reserve(32 + 24 * static_cast<std::size_t>(pDta->nPeaks));
-  AppendFormat(text, "%.6lf %d\n", pDta->dMass, pDta->nCharge);
   const unsigned n = pDta->GetPeakCount();
-  for (unsigned i = 0; i < n; ++i) {
+  if (dialect == MgfDialect::Modern) {
+    AppendExactDecimal(text, pDta->dMass, kPrecursorDecimals);
+    AppendFormat(text, " %d\n", pDta->nCharge);
+    for (unsigned i = 0; i < n; ++i) {
+      const double intensity = pDta->GetIntensity(i);
+      if (intensity == 0.0) continue;
+      AppendExactDecimal(text, pDta->GetMass(i), kPeakMzDecimals);
+      text += ' ';
+      AppendExactDecimal(text, intensity, 0);
+      text += '\n';
+    }
+  } else {
+    AppendFormat(text, "%.6lf %d\n", pDta->dMass, pDta->nCharge);
+  }
+  for (unsigned i = 0; dialect == MgfDialect::Classic && i < n; ++i) {
     const double intensity = pDta->GetIntensity(i);
     if (intensity == 0.0) continue;
     // The line end depends on the index, not on what was written: a zero

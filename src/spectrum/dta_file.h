@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/hresult.h"
+#include "spectrum/dialect.h"
 #include "spectrum/dta.h"
 
 namespace orvane {
@@ -10,8 +11,10 @@ namespace orvane {
 // the file. S_OK once the file could be opened, whatever it held;
 // E_UNEXPECTED with a file-error report if it could not, or on a read error.
 HRESULT ImportDta(const char* pszPath, Dta* pDta);
-// Writes the header with "%.6lf %d\n" and every peak of non-zero intensity
-// with "%.3lf %.3lf", each followed by "\n" unless it has the last index.
-HRESULT ExportDta(const char* pszPath, const Dta* pDta);
+// Classic: writes the header with "%.6lf %d\n" and every peak of non-zero
+// intensity with "%.3lf %.3lf", each followed by "\n" unless it has the last
+// index. Modern: the same lines with every number written without loss, and
+// every line ending in "\n".
+HRESULT ExportDta(const char* pszPath, const Dta* pDta, MgfDialect dialect = MgfDialect::Classic);
 
 }  // namespace orvane

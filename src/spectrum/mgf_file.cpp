@@ -298,6 +298,13 @@ void ReadModernPeak(char* line, Dta* pDta) {
   pDta->AddPeak(ParseDouble(t), ParseDouble(u));
 }
 
+// Keeps the text of a line that gave a peak, for a spectrum written unchanged.
+void KeepPeakLine(Dta* pDta, std::uint32_t nPeaksBefore, const char* line, std::size_t length) {
+  if (pDta->nPeaks == nPeaksBefore || pDta->vIntensity.back() == 0.0) return;
+  pDta->strPeakLines.append(line, length);
+  pDta->strPeakLines += '\n';
+}
+
 HRESULT ImportModern(CStdioFile* pFile, Dta* pDta) {
   char buffer[kReadLimit];
   std::string joined;
@@ -319,15 +326,24 @@ HRESULT ImportModern(CStdioFile* pFile, Dta* pDta) {
     *end = '\0';
     const auto length = static_cast<std::size_t>(end - s);
     if (length == 0) continue;
+    const std::uint32_t nPeaksBefore = pDta->nPeaks;
     if (s[0] >= '0' && s[0] <= '9') {  // the common case: a peak
+      // The tokenizer cuts the line: keep its text first.
+      pDta->strPeakLines.append(s, length);
+      pDta->strPeakLines += '\n';
       ReadModernPeak(s, pDta);
+      // The writers leave out peaks of intensity 0; so does the kept text.
+      if (pDta->nPeaks == nPeaksBefore || pDta->vIntensity.back() == 0.0)
+        pDta->strPeakLines.resize(pDta->strPeakLines.size() - length - 1);
       continue;
     }
     if (std::strchr("#;!/", s[0]) != nullptr) continue;  // comment lines
 
     const std::size_t keyLength = KeyLength(s);
     if (keyLength == 0) {
+      const std::string text(s, length);
       ReadModernOtherLine(s, pDta);
+      KeepPeakLine(pDta, nPeaksBefore, text.data(), text.size());
       continue;
     }
     const std::string_view key(s, keyLength);
@@ -416,13 +432,6 @@ void AppendPeakLine(std::string& out, double mass, double intensity) {
   out.append(line, static_cast<std::size_t>(p - line));
 }
 
-// The shortest text that reads back as the same double.
-void AppendShortest(std::string& out, double value) {
-  char digits[64];
-  const auto result = std::to_chars(digits, digits + sizeof digits, value);
-  out.append(digits, static_cast<std::size_t>(result.ptr - digits));
-}
-
 }  // namespace
 
 HRESULT ImportMgf(CStdioFile* pFile, Dta* pDta, MgfDialect dialect) {
@@ -448,24 +457,38 @@ HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComm
   if (dialect == MgfDialect::Modern) {
     // A charge of 0 means "not known": no CHARGE line says that to a reader.
     if (pDta->nCharge != 0) AppendFormat(block, "CHARGE=%d%c\n", pDta->nCharge, pDta->GetChargeSign());
-    AppendFormat(block, "PEPMASS=%.6f", pDta->dMass);
+    block += "PEPMASS=";
+    AppendExactDecimal(block, pDta->dMass, kPrecursorDecimals);
     if (pDta->dPrecursorIntensity != 0.0) {
       block += ' ';
-      AppendShortest(block, pDta->dPrecursorIntensity);
+      AppendExactDecimal(block, pDta->dPrecursorIntensity, 0);
     }
     block += '\n';
     for (const std::string& header : pDta->vHeaderLines) {
       block += header;
       block += '\n';
     }
+    if (!pDta->strPeakLines.empty()) {
+      // Peaks passed on unchanged keep the text they were read with.
+      block += pDta->strPeakLines;
+    } else {
+      for (unsigned i = 0; i < nPeaks; ++i) {
+        const double intensity = pDta->GetIntensity(i);
+        if (intensity == 0.0) continue;
+        AppendExactDecimal(block, pDta->GetMass(i), kPeakMzDecimals);
+        block += ' ';
+        AppendExactDecimal(block, intensity, 0);
+        block += '\n';
+      }
+    }
   } else {
     AppendFormat(block, "CHARGE=%d%c\n", pDta->nCharge, pDta->GetChargeSign());
     AppendFormat(block, "PEPMASS=%.6f\n", pDta->dMass);
-  }
-  for (unsigned i = 0; i < nPeaks; ++i) {
-    const double intensity = pDta->GetIntensity(i);
-    if (intensity == 0.0) continue;
-    AppendPeakLine(block, pDta->GetMass(i), intensity);
+    for (unsigned i = 0; i < nPeaks; ++i) {
+      const double intensity = pDta->GetIntensity(i);
+      if (intensity == 0.0) continue;
+      AppendPeakLine(block, pDta->GetMass(i), intensity);
+    }
   }
   block += "END IONS\n";
   pFile->WriteString(block);

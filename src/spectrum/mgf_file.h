@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "frame/interfaces.h"
 #include "platform/hresult.h"
 #include "platform/text_file.h"
+#include "spectrum/dialect.h"
 #include "spectrum/dta.h"
 
 namespace orvane {

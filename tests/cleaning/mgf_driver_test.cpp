@@ -298,6 +298,8 @@ TEST_F(MgfDriverTest, ModernSpectraKeepTitleHeadersAndPrecursorIntensity) {
       EXPECT_DOUBLE_EQ(dta.dMass, 500.25);
       EXPECT_EQ(dta.GetPeakCount(), 3u);
       if (skip) {
+        // Peak lines are copied as they were written.
+        EXPECT_NE(ReadFile(clean).find("\n100 10\n200 20\n300 30\nEND IONS\n"), std::string::npos);
         // No pipeline: the second spectrum is good as well.
         dta.Clear();
         ASSERT_EQ(ImportMgf(&file, &dta, MgfDialect::Modern), S_OK);

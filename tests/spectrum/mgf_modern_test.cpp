@@ -65,10 +65,10 @@ TEST(ModernMgf, WritesTheBlockBackWithItsTitleHeadersAndPeaks) {
             "\nBEGIN IONS\n"
             "TITLE=spectrum=2442\n"
             "CHARGE=2+\n"
-            "PEPMASS=457.723969 3284441.75\n"
+            "PEPMASS=457.723968505859 3284441.75\n"
             "RTINSECONDS=1503.96167\n"
-            "147.291     3.427\n"
-            "166.339     3.582\n"
+            "147.2906036 3.427359581\n"
+            "166.3394165 3.5819835663\n"
             "END IONS\n");
   // And that reads back to the same spectrum, to the precision written.
   const auto again = Blocks(written, kModern);
@@ -169,14 +169,14 @@ TEST(ModernMgf, WritesChargeAndPrecursorIntensityOnlyWhenKnown) {
   d.dMass = 500.25;
   d.AddPeak(100.0, 5.0);
   EXPECT_EQ(Write({d}, kModern),
-            "\nBEGIN IONS\nTITLE=scan 7\nPEPMASS=500.250000\n100.000     5.000\nEND IONS\n");
+            "\nBEGIN IONS\nTITLE=scan 7\nPEPMASS=500.250000\n100.00000 5\nEND IONS\n");
   d.nCharge = 3;
   d.cChargeSign = '-';
   d.dPrecursorIntensity = 1e6;
   d.vHeaderLines = {"RTINSECONDS=12.5", "SCANS=7"};
   EXPECT_EQ(Write({d}, kModern, "from.mgf"),
-            "\n# from.mgf \n\nBEGIN IONS\nTITLE=scan 7\nCHARGE=3-\nPEPMASS=500.250000 1e+06\n"
-            "RTINSECONDS=12.5\nSCANS=7\n100.000     5.000\nEND IONS\n");
+            "\n# from.mgf \n\nBEGIN IONS\nTITLE=scan 7\nCHARGE=3-\nPEPMASS=500.250000 1000000\n"
+            "RTINSECONDS=12.5\nSCANS=7\n100.00000 5\nEND IONS\n");
 }
 
 TEST(ModernMgf, ThePrecursorIntensityIsWrittenLosslessly) {
