@@ -3,6 +3,9 @@
 // and the sequence tag check.
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "analysis/clusters.h"
 #include "analysis/isotope_templates.h"
 #include "platform/hresult.h"
@@ -15,6 +18,9 @@ namespace orvane {
 // zero points every dStep. E_UNEXPECTED (with an error box) on unsorted input,
 // an empty spectrum or a step below 0.005.
 HRESULT MakeEquidistant(double dStep, Dta* pDta);
+// The same, and for each input peak k the index of the grid point it went to
+// in (*pPointOfPeak)[k]: peaks folded into one point share its index.
+HRESULT MakeEquidistant(double dStep, Dta* pDta, std::vector<std::uint32_t>* pPointOfPeak);
 // Closes short zero runs between peaks by linear ramps, up to a mass limit
 // that depends on the charge under test. E_UNEXPECTED on an empty spectrum.
 HRESULT DenseSpectrum(int nCharge, Dta* pDta);

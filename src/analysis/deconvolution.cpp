@@ -38,7 +38,9 @@ HRESULT Deconvolute(Dta* pDense, const ClusterList* pClusters, const IsotopeTemp
     // Each of the z charges counts as 1.0; one is put back.
     const double dNewMass = z * (m - 1.0) + 1.0;
     // The intensity of the cluster's first point, read before blanking.
-    pPeaks->push_back(DeconvolutedPeak{dNewMass, *ref.itIntensity});
+    const auto nPoint = static_cast<std::uint32_t>(std::to_address(ref.itIntensity) -
+                                                   pDense->vIntensity.data());
+    pPeaks->push_back(DeconvolutedPeak{dNewMass, *ref.itIntensity, nPoint, z});
     pDense->BlankCluster(m, pTemplates->GetColumns(), kGridPointsPerUnit);
     if (bLog)
       pLogFile->WriteString(

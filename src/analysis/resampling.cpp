@@ -27,8 +27,11 @@ bool Consistent(const Dta& dta) {
 
 }  // namespace
 
-HRESULT MakeEquidistant(double dStep, Dta* pDta) {
+HRESULT MakeEquidistant(double dStep, Dta* pDta) { return MakeEquidistant(dStep, pDta, nullptr); }
+
+HRESULT MakeEquidistant(double dStep, Dta* pDta, std::vector<std::uint32_t>* pPointOfPeak) {
   if (pDta == nullptr) return E_POINTER;
+  if (pPointOfPeak != nullptr) pPointOfPeak->clear();
   if (pDta->nPeaks == 0 || !Consistent(*pDta)) {
     ShowError("Working DTA not valid");
     return E_UNEXPECTED;
@@ -63,6 +66,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
   pDta->ClearPeaks();
   pDta->vMass.reserve(static_cast<std::size_t>(dPoints) + 1);
   pDta->vIntensity.reserve(static_cast<std::size_t>(dPoints) + 1);
+  if (pPointOfPeak != nullptr) pPointOfPeak->assign(n, 0);
 
   const double dFillLimit = 1.1 * dStep;
   // Each zero point is x = trunc((x + dStep) * 100 + 0.5) / 100. In
@@ -83,6 +87,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
     const std::int64_t nHundredths0 = vHundredths[i];
     double m1 = vGrid[i + 1];
     double a = vIntensity[i];
+    const std::uint32_t nFirst = i;
     // Peaks sharing a grid position fold into one point with the highest
     // intensity. The last peak never takes part: it is appended by itself.
     if (m0 > m1 - 0.001 && m0 < m1 + 0.001) {
@@ -92,6 +97,8 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
         m1 = vGrid[i + 1];
       }
     }
+    if (pPointOfPeak != nullptr)
+      std::fill(pPointOfPeak->begin() + nFirst, pPointOfPeak->begin() + i + 1, pDta->nPeaks);
     pDta->AddPeak(m0, a);
     if (m1 < m0) {
       ShowError(Format("Dta not sorted!: %f < %f\n", m1, m0));
@@ -120,6 +127,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) {
     }
     ++i;
   }
+  if (pPointOfPeak != nullptr) (*pPointOfPeak)[i] = pDta->nPeaks;
   pDta->AddPeak(vGrid[i], vIntensity[i]);
   pDta->SetEquidistant(true, dStep);
   return S_OK;

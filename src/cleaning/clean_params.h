@@ -50,6 +50,9 @@ struct CleanParams {
   std::int32_t nBandStopFrequency = 0;
   double dMassTolerance = 0.0;
   std::int32_t nSeqLadderIntensity = 0;
+  // Read in the modern dialect only: peaks below this m/z (isobaric-tag
+  // reporter ions, say) pass every stage unchanged; 0 protects nothing.
+  double dProtectBelowMz = 0.0;
 };
 
 // Writes "\nRuntime Parameters:\n\n" and the 19 labelled lines to pLogFile.

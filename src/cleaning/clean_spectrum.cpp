@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "analysis/analysis.h"
 #include "analysis/clusters.h"
 #include "analysis/isotope_templates.h"
 #include "cleaning/drivers.h"
@@ -37,6 +38,63 @@ DeisotopeSettings MakeDeisotopeSettings(const CleanParams& params) {
 // answers fewer values than grid points votes against the missing ones.
 double At(const std::vector<double>& v, std::size_t i) { return i < v.size() ? v[i] : 0.0; }
 
+// The modern output: the stages decide on the grid which points stay, and
+// what comes out is what the instrument measured. Every input peak whose grid
+// point stays is written with its own m/z and intensity (peaks folded onto
+// one point all come back); a deconvoluted cluster becomes one peak at the
+// singly charged mass of the cluster's first input peak; the list is in
+// ascending m/z.
+struct ModernFold {
+  std::vector<double> vMergedIntensity;     // input intensities after merging
+  std::vector<std::uint32_t> vPointOfPeak;  // grid point of each input peak
+
+  // Whether input peak k takes part: present and not merged away.
+  bool Live(const Dta& dtaIn, std::uint32_t k) const {
+    return k < vPointOfPeak.size() && k < vMergedIntensity.size() && vMergedIntensity[k] > 0.0 &&
+           dtaIn.vIntensity[k] > 0.0;
+  }
+
+  // Fills dtaOut; answers the number of input peaks written.
+  std::uint32_t Write(const Dta& dtaIn, const std::vector<bool>& vKeep,
+                      const DeconvolutedPeakList& vAdded, double dProtectBelowMz,
+                      Dta& dtaOut) const {
+    const std::uint32_t n = dtaIn.GetPeakCount();
+    std::vector<std::pair<double, double>> peaks;
+    peaks.reserve(n + vAdded.size());
+    for (std::uint32_t k = 0; k < n; ++k) {
+      const double mz = dtaIn.vMass[k];
+      const double intensity = dtaIn.vIntensity[k];
+      const bool bProtected = mz < dProtectBelowMz && intensity > 0.0;
+      if (bProtected || (Live(dtaIn, k) && vPointOfPeak[k] < vKeep.size() && vKeep[vPointOfPeak[k]]))
+        peaks.emplace_back(mz, intensity);
+    }
+    const auto nKept = static_cast<std::uint32_t>(peaks.size());
+    for (const DeconvolutedPeak& added : vAdded) {
+      // The strongest input peak of the cluster's first point is its first
+      // peak as measured.
+      // The points of sorted peaks never go down, so the peaks of one point
+      // stand together.
+      const auto [lo, hi] = std::equal_range(vPointOfPeak.begin(), vPointOfPeak.end(), added.nPoint);
+      std::int64_t first = -1;
+      for (auto it = lo; it != hi; ++it) {
+        const auto k = static_cast<std::uint32_t>(it - vPointOfPeak.begin());
+        if (k >= n || !Live(dtaIn, k)) continue;
+        if (first < 0 || dtaIn.vIntensity[k] > dtaIn.vIntensity[static_cast<std::size_t>(first)])
+          first = k;
+      }
+      if (first < 0) continue;
+      const double mz = dtaIn.vMass[static_cast<std::size_t>(first)];
+      if (mz < dProtectBelowMz) continue;
+      peaks.emplace_back(MzToMh(mz, added.nCharge, kProtonMass),
+                         dtaIn.vIntensity[static_cast<std::size_t>(first)]);
+    }
+    std::stable_sort(peaks.begin(), peaks.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& [mz, intensity] : peaks) dtaOut.AddPeak(mz, intensity);
+    return nKept;
+  }
+};
+
 // One deconvolution stage of charge 3 or 2 on its own dense copy. Answers
 // false after its error box.
 bool DeconvoluteCharge(RunState& state, const CleanParams& params, int nCharge, Dta& dtaWork,
@@ -64,7 +122,9 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
     return -2;
   }
 
+  const bool bModern = state.dialect == MgfDialect::Modern;
   Dta dtaWork(dtaIn);
+  dtaWork.strPeakLines.clear();
   const std::uint32_t nPeaksIn = dtaIn.GetPeakCount();
 
   if (params.bCheckSeqTags) {
@@ -79,7 +139,17 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
 
   if (params.bMergePeaks) state.pEditMSMS->MergePeaks(&dtaWork, params.dMergeSpacing);
 
-  if (FAILED(state.pEditMSMS->MakeEquidistant(params.dEquidistantStep, &dtaWork))) return -1;
+  // The modern output writes the input peaks of the grid points that stay,
+  // so it needs to know which point each peak went to, and which peaks the
+  // merging took out.
+  ModernFold modern;
+  if (bModern) {
+    modern.vMergedIntensity.assign(dtaWork.IntensitiesBegin(),
+                                   dtaWork.IntensitiesBegin() + dtaWork.GetPeakCount());
+    if (FAILED(MakeEquidistant(params.dEquidistantStep, &dtaWork, &modern.vPointOfPeak))) return -1;
+  } else if (FAILED(state.pEditMSMS->MakeEquidistant(params.dEquidistantStep, &dtaWork))) {
+    return -1;
+  }
 
   const std::uint32_t nPoints = static_cast<std::uint32_t>(
       std::min<std::size_t>({dtaWork.GetPeakCount(), dtaWork.vMass.size(), dtaWork.vIntensity.size()}));
@@ -142,16 +212,25 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
   dtaOut.nCharge = dtaIn.nCharge;
   dtaOut.dMass = dtaIn.dMass;
 
-  // Every stage votes on which grid points stay; a point that stays keeps
-  // the mass and intensity it had right after resampling.
+  // Every stage votes on which grid points stay.
   const std::uint32_t nFold = dtaDense2.GetPeakCount();
+  std::vector<bool> vKeep(nFold);
   for (std::uint32_t i = 0; i < nFold; ++i) {
-    if (At(vBefore, i) > 0.0 && (vOutIntensity.empty() || At(vOutIntensity, i) > 0.0) &&
-        dtaDense2.GetIntensity(i) > 0.0 && dtaDense3.GetIntensity(i) > 0.0 &&
-        At(vNoiseFree, i) > 0.0) {
-      dtaOut.AddPeak(dtaWork.GetMass(i), dtaWork.GetIntensity(i));
-    }
+    vKeep[i] = At(vBefore, i) > 0.0 && (vOutIntensity.empty() || At(vOutIntensity, i) > 0.0) &&
+               dtaDense2.GetIntensity(i) > 0.0 && dtaDense3.GetIntensity(i) > 0.0 &&
+               At(vNoiseFree, i) > 0.0;
   }
+
+  if (bModern) {
+    const std::uint32_t nKept = modern.Write(dtaIn, vKeep, vAdded, params.dProtectBelowMz, dtaOut);
+    WriteLog(params, Format(kLogTotalLine, static_cast<int>(nPeaksIn) - static_cast<int>(nKept)));
+    return nResult;
+  }
+
+  // A point that stays keeps the mass and intensity it had right after
+  // resampling.
+  for (std::uint32_t i = 0; i < nFold; ++i)
+    if (vKeep[i]) dtaOut.AddPeak(dtaWork.GetMass(i), dtaWork.GetIntensity(i));
 
   WriteLog(params, Format(kLogTotalLine, static_cast<int>(nPeaksIn) -
                                              static_cast<int>(dtaOut.GetPeakCount())));

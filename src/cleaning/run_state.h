@@ -10,6 +10,8 @@ namespace orvane {
 
 struct RunState {
   bool bEnoughPeaks = false;
+  // What the outputs of a run are written as; set by the object's dialect.
+  MgfDialect dialect = MgfDialect::Classic;
   IImportMSMS* pImportMSMS = nullptr;
   IExportMSMS* pExportMSMS = nullptr;
   IEditMSMS* pEditMSMS = nullptr;

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "analysis/analysis.h"
+#include "analysis/grid_math.h"
 #include "cleaning/drivers.h"
 #include "filtering/deisotope.h"
 #include "frame/module.h"
@@ -161,6 +164,115 @@ TEST_F(RealPipeline, DeconvolutedPeaksStandBehindTheKeptPoints) {
       }
   }
   EXPECT_GT(found, 0);
+}
+
+// The modern dialect writes what was measured. The classic run of the same
+// spectrum tells which grid points stay; the modern output must be exactly
+// the input peaks on those points (all of those folded onto one point), and
+// each deconvoluted cluster at z(m - p) + p of an input peak m, with the
+// proton mass p, in ascending m/z.
+TEST_F(RealPipeline, ModernOutputIsTheMeasuredPeaksOfTheKeptPoints) {
+  params.bDeisotope = true;
+  params.bDeconvolute = true;
+  int folded = 0;
+  int deconvoluted = 0;
+  for (std::uint32_t seed = 1; seed <= 4; ++seed) {
+    test::SyntheticOptions o;
+    o.seed = seed;
+    o.nCharge = 3;
+    o.nTwofoldClusters = 3;
+    o.nThreefoldClusters = 2;
+    o.nNoisePeaks = 400;  // enough that some share a grid point
+    const Dta in = test::MakeSyntheticSpectrum(o);
+    state.dialect = MgfDialect::Classic;
+    Dta classic;
+    const int verdict = CleanSpectrum(state, in, &params, classic);
+    state.dialect = MgfDialect::Modern;
+    Dta modern;
+    ASSERT_EQ(CleanSpectrum(state, in, &params, modern), verdict) << "seed " << seed;
+
+    std::set<std::pair<double, double>> input;
+    for (unsigned k = 0; k < in.GetPeakCount(); ++k) input.emplace(in.GetMass(k), in.GetIntensity(k));
+    std::multiset<double> keptGrid;
+    unsigned nAdded = 0;
+    for (unsigned i = 0; i < modern.GetPeakCount(); ++i) {
+      if (i > 0) {
+        EXPECT_LE(modern.GetMass(i - 1), modern.GetMass(i)) << "seed " << seed;
+      }
+      const std::pair<double, double> peak(modern.GetMass(i), modern.GetIntensity(i));
+      if (input.count(peak) != 0) {
+        keptGrid.insert(grid::GridMass(peak.first));
+        continue;
+      }
+      // Not an input peak: a cluster, at the singly charged mass of one.
+      bool found = false;
+      for (const auto& [m, intensity] : input)
+        for (int z : {2, 3})
+          found = found || (intensity == peak.second && z * (m - kProtonMass) + kProtonMass == peak.first);
+      EXPECT_TRUE(found) << "seed " << seed << ": " << peak.first << " is no input peak";
+      ++nAdded;
+    }
+    // The kept points of the classic output stand before its deconvoluted peaks.
+    ASSERT_GE(classic.GetPeakCount(), nAdded);
+    std::set<double> classicGrid;
+    for (unsigned i = 0; i + nAdded < classic.GetPeakCount(); ++i) classicGrid.insert(classic.GetMass(i));
+    EXPECT_EQ(std::set<double>(keptGrid.begin(), keptGrid.end()), classicGrid) << "seed " << seed;
+    // Every input peak on a kept point is there (the last peak has a point of its own).
+    for (unsigned k = 0; k + 1 < in.GetPeakCount(); ++k)
+      if (classicGrid.count(grid::GridMass(in.GetMass(k))) != 0) {
+        EXPECT_EQ(keptGrid.count(grid::GridMass(in.GetMass(k))) > 0, true);
+        bool written = false;
+        for (unsigned i = 0; i < modern.GetPeakCount(); ++i)
+          written = written || (modern.GetMass(i) == in.GetMass(k) && modern.GetIntensity(i) == in.GetIntensity(k));
+        EXPECT_TRUE(written) << "seed " << seed << ": input peak " << in.GetMass(k) << " is missing";
+      }
+    folded += static_cast<int>(keptGrid.size() - classicGrid.size());
+    deconvoluted += static_cast<int>(nAdded);
+  }
+  EXPECT_GT(folded, 0) << "no two peaks shared a grid point";
+  EXPECT_GT(deconvoluted, 0) << "no cluster was deconvoluted";
+}
+
+// Folding, merging and the protected window on small spectra, stages off.
+TEST_F(RealPipeline, ModernOutputOfFoldedMergedAndProtectedPeaks) {
+  struct Case {
+    const char* name;
+    bool merge;
+    double protectBelow;
+    std::vector<std::pair<double, double>> in;
+    std::vector<std::pair<double, double>> classic;
+    std::vector<std::pair<double, double>> modern;
+  };
+  const Case cases[] = {
+      {"folded peaks all come back", false, 0.0,
+       {{100.011, 3}, {100.024, 9}, {100.041, 5}, {200.5, 7}},
+       {{100.0, 9}, {100.05, 5}, {200.5, 7}},
+       {{100.011, 3}, {100.024, 9}, {100.041, 5}, {200.5, 7}}},
+      {"a merged peak stays out", true, 0.0,
+       {{100.0, 5}, {100.02, 9}, {200.5, 7}},
+       {{100.0, 9}, {200.5, 7}},
+       {{100.02, 9}, {200.5, 7}}},
+      {"a protected peak is never merged", true, 150.0,
+       {{100.0, 5}, {100.02, 9}, {200.5, 7}},
+       {{100.0, 9}, {200.5, 7}},
+       {{100.0, 5}, {100.02, 9}, {200.5, 7}}},
+  };
+  for (const Case& c : cases) {
+    params.bMergePeaks = c.merge;
+    params.dMergeSpacing = 0.3;
+    params.dProtectBelowMz = c.protectBelow;
+    Dta in;
+    in.nCharge = 2;
+    for (const auto& [m, i] : c.in) in.AddPeak(m, i);
+    for (MgfDialect dialect : {MgfDialect::Classic, MgfDialect::Modern}) {
+      state.dialect = dialect;
+      Dta out;
+      ASSERT_EQ(CleanSpectrum(state, in, &params, out), 1) << c.name;
+      std::vector<std::pair<double, double>> peaks;
+      for (unsigned i = 0; i < out.GetPeakCount(); ++i) peaks.emplace_back(out.GetMass(i), out.GetIntensity(i));
+      EXPECT_EQ(peaks, dialect == MgfDialect::Modern ? c.modern : c.classic) << c.name;
+    }
+  }
 }
 
 }  // namespace
