@@ -73,6 +73,7 @@ std::string ValidateCleanOptions(const CleanOptions& o) {
       // The resampling refuses finer steps; coarser ones than a mass unit
       // leave nothing for the isotope tests to see.
       InRange("--equidistant-step", o.dEquidistantStep, 0.005, 1.0),
+      InRange("--protect-below", o.dProtectBelowMz, 0.0, 10000.0),
   };
   for (const std::string& problem : checks)
     if (!problem.empty()) return problem;
@@ -103,6 +104,7 @@ void ApplyCleanOptions(const CleanOptions& o, CleanParams& p) {
   p.bMergePeaks = o.bMergePeaks;
   p.dMergeSpacing = o.dMergeSpacing;
   p.dEquidistantStep = o.dEquidistantStep;
+  p.dProtectBelowMz = o.dProtectBelowMz;
   p.nBadSpectraAction = BadSpectraAction(o.badSpectra);
   p.bExportBad = o.bExportBad;
   p.bMergeOutput = o.bMergeOutput;
@@ -174,6 +176,10 @@ void AddCleanOptions(CLI::App* cmd, CleanOptions* o) {
   number("--equidistant-step", &o->dEquidistantStep,
          "Step of the regular mass grid every stage works on (0.005-1; the isotope templates "
          "are made for 0.05)",
+         kGrid);
+  number("--protect-below", &o->dProtectBelowMz,
+         "Modern dialect: peaks below this m/z pass every stage unchanged, such as the reporter "
+         "ions of isobaric tags (0-10000; 0 protects nothing)",
          kGrid);
 
   const char* kOut = "Outputs";

@@ -15,13 +15,13 @@ namespace orvane::app {
 struct CleanOptions {
   // De-isotoping, which is also the good/bad test of a spectrum.
   bool bDeisotope = true;
-  double dDeisotopThreshold = 50.0;    // percent of its intensity a point must lose
+  double dDeisotopThreshold = 55.0;    // percent of its intensity a point must lose
   double dDeisotopFilterWidth = 0.5;   // notch width, share of the isotope period
   int nMaxPeriodicity = 25;            // grid steps; 20 is the 1.00335 spacing at 0.05
   int nMedianFilter = 3;               // points
   bool bSoftBadSpectra = false;        // strict test by default
   // Multiply charged clusters to single peaks.
-  bool bDeconvolute = true;
+  bool bDeconvolute = false;          // right for 3 clusters in 82 on real runs
   double dDeconvThreshold = 90.0;      // percent correlation with the template
   // Random noise by a band-stop filter.
   bool bRemoveNoise = false;
@@ -33,10 +33,12 @@ struct CleanOptions {
   double dMassTolerance = 0.5;         // mass units
   int nSeqLadderIntensity = 50;        // rank of the intensity threshold, percent
   // Peak merging before resampling.
-  bool bMergePeaks = false;
+  bool bMergePeaks = true;
   double dMergeSpacing = 0.3;          // mass units
   // The regular grid every stage works on.
   double dEquidistantStep = 0.05;
+  // Modern dialect: peaks below this m/z pass unchanged (0: none).
+  double dProtectBelowMz = 0.0;
   // Outputs.
   std::string badSpectra = "separate"; // leave | separate | delete
   bool bExportBad = true;

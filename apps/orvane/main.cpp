@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
   orvane::app::AddRawInputs(app);  // mzML/mzXML inputs and options of convert and clean
   orvane::app::AddParamsCommand(app);
   for (const char* name : {"clean", "convert"}) orvane::app::AddParamsOption(app.get_subcommand(name));
+  orvane::app::AddPresetOption(app.get_subcommand("clean"));
 
   // A presets file fills the option values before the command line is read,
   // so that options given there win.

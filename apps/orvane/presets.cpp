@@ -85,6 +85,10 @@ const Entry kEntries[] = {
      "Step of the regular mass grid every stage works on (the isotope templates are made for "
      "0.05)",
      "mass units, 0.005 to 1", CLEAN_FIELD(dEquidistantStep)},
+    {"clean", "protect-below", Kind::Double,
+     "Modern dialect: peaks below this m/z pass every stage unchanged (reporter ions of "
+     "isobaric tags sit 1.003 apart below m/z 135 and must not be taken for isotopes)",
+     "m/z, 0 to 10000; 0 protects nothing", CLEAN_FIELD(dProtectBelowMz)},
     {"clean", "bad-spectra", Kind::Text,
      "What becomes of bad spectra: leave them in the clean output, separate them to "
      "badspectra/ as they were read, or delete them",
@@ -227,23 +231,12 @@ std::string RenderPresets(const CleanOptions& cleanIn, const RawOptionsCli& rawI
   return out;
 }
 
-std::string LoadPresets(const std::string& path, CleanOptions& cleanOut, RawOptionsCli& rawOut) {
-  if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
-    std::fclose(f);
-  } else {
-    return "can't read the presets file " + path + ": " + std::strerror(errno);
-  }
-  toml::table doc;
-  try {
-    doc = toml::parse_file(path);
-  } catch (const toml::parse_error& err) {
-    const auto& where = err.source();
-    return Format("%s:%u: %s", path.c_str(), static_cast<unsigned>(where.begin.line),
-                  std::string(err.description()).c_str());
-  } catch (const std::exception& err) {
-    return path + ": " + err.what();
-  }
+namespace {
 
+// The values of a parsed presets document into clean and raw; "" or one
+// message naming the source, the line and the key.
+std::string ApplyDocument(const toml::table& doc, const std::string& path, CleanOptions& cleanOut,
+                          RawOptionsCli& rawOut) {
   CleanOptions clean = cleanOut;
   RawOptionsCli raw = rawOut;
   // Where each key stood, to name the line of a value that fails the checks.
@@ -287,8 +280,93 @@ std::string LoadPresets(const std::string& path, CleanOptions& cleanOut, RawOpti
   return {};
 }
 
+// The built-in presets: each is a small presets document of its own, read
+// over the defaults before any --params file and the command line.
+struct NamedPreset {
+  const char* name;
+  const char* summary;
+  const char* text;
+};
+
+// The values come from bench/search_gain.sh (Comet on the shared yeast and
+// BSA runs); the README gives the figures.
+const NamedPreset kNamedPresets[] = {
+    {"hires",
+     "high-resolution fragment spectra (Orbitrap or TOF, HCD); the defaults",
+     "[clean]\n"
+     "deisotope = true\n"
+     "deisotope-threshold = 55.0\n"
+     "merge-peaks = true\n"
+     "merge-spacing = 0.3\n"
+     "deconvolute = false\n"
+     "protect-below = 0.0\n"},
+    {"lowres",
+     "low-resolution ion-trap CID spectra: isotopes unresolved, a gentler isotope filter",
+     "[clean]\n"
+     "deisotope = true\n"
+     "deisotope-threshold = 70.0\n"
+     "merge-peaks = true\n"
+     "merge-spacing = 0.3\n"
+     "deconvolute = false\n"
+     "protect-below = 0.0\n"},
+    {"tmt",
+     "isobaric tags (TMT, iTRAQ), high resolution: peaks below m/z 136 (reporter ions) pass "
+     "unchanged",
+     "[clean]\n"
+     "deisotope = true\n"
+     "deisotope-threshold = 55.0\n"
+     "merge-peaks = true\n"
+     "merge-spacing = 0.3\n"
+     "deconvolute = false\n"
+     "protect-below = 136.0\n"},
+};
+
+const NamedPreset* FindPreset(const std::string& name) {
+  for (const NamedPreset& p : kNamedPresets)
+    if (name == p.name) return &p;
+  return nullptr;
+}
+
+}  // namespace
+
+std::string LoadPresets(const std::string& path, CleanOptions& cleanOut, RawOptionsCli& rawOut) {
+  if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
+    std::fclose(f);
+  } else {
+    return "can't read the presets file " + path + ": " + std::strerror(errno);
+  }
+  toml::table doc;
+  try {
+    doc = toml::parse_file(path);
+  } catch (const toml::parse_error& err) {
+    const auto& where = err.source();
+    return Format("%s:%u: %s", path.c_str(), static_cast<unsigned>(where.begin.line),
+                  std::string(err.description()).c_str());
+  } catch (const std::exception& err) {
+    return path + ": " + err.what();
+  }
+  return ApplyDocument(doc, path, cleanOut, rawOut);
+}
+
+std::string ApplyNamedPreset(const std::string& name, CleanOptions& clean, RawOptionsCli& raw) {
+  const NamedPreset* preset = FindPreset(name);
+  if (preset == nullptr) {
+    std::string known;
+    for (const NamedPreset& p : kNamedPresets) known += std::string(known.empty() ? "" : ", ") + p.name;
+    return "--preset must be one of " + known + ", not \"" + name + "\"";
+  }
+  return ApplyDocument(toml::parse(preset->text), std::string("preset ") + name, clean, raw);
+}
+
+std::string PresetList() {
+  std::string out;
+  for (const NamedPreset& p : kNamedPresets) AppendFormat(out, "  %-8s %s\n", p.name, p.summary);
+  return out;
+}
+
 std::string ApplyPresetsFromArguments(int argc, char** argv) {
   std::string path;
+  std::string preset;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--") break;
@@ -296,10 +374,19 @@ std::string ApplyPresetsFromArguments(int argc, char** argv) {
       path = argv[++i];
     } else if (arg.rfind("--params=", 0) == 0) {
       path = arg.substr(9);
+    } else if (arg == "--preset" && i + 1 < argc) {
+      preset = argv[++i];
+    } else if (arg.rfind("--preset=", 0) == 0) {
+      preset = arg.substr(9);
     }
   }
-  if (path.empty()) return {};
   CleanOptions& clean = CleanCommandOptions();
+  // The preset first, then the file over it; the command line comes last.
+  if (!preset.empty()) {
+    if (std::string problem = ApplyNamedPreset(preset, clean, CleanRawOptions()); !problem.empty())
+      return problem;
+  }
+  if (path.empty()) return {};
   // One file serves both commands: the raw section applies to convert and clean.
   std::string problem = LoadPresets(path, clean, CleanRawOptions());
   if (problem.empty()) {
@@ -317,18 +404,40 @@ void AddParamsOption(CLI::App* cmd) {
       ->group("Presets");
 }
 
+void AddPresetOption(CLI::App* cmd) {
+  static std::string ignored;  // read before parsing, by ApplyPresetsFromArguments
+  std::vector<std::string> names;
+  for (const NamedPreset& p : kNamedPresets) names.emplace_back(p.name);
+  cmd->add_option("--preset", ignored,
+                  "Start from the built-in settings for a kind of data (a --params file and "
+                  "options given here override them):\n" +
+                      PresetList())
+      ->check(CLI::IsMember(names))
+      ->group("Presets");
+}
+
 void AddParamsCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand(
       "params", "Print the cleaning parameters as a commented TOML presets file");
   AddParamsOption(cmd);
+  AddPresetOption(cmd);
+  static bool listPresets = false;
+  cmd->add_flag("--list-presets", listPresets, "List the built-in presets, one a line")
+      ->group("Presets");
   cmd->footer(
       "\nPrints every parameter of `orvane clean` and of the raw conversions with its meaning,\n"
       "unit and allowed values: the defaults, or those of --params FILE after its checks.\n"
       "\nExamples:\n"
       "  orvane params > my-lab.toml                   start a presets file from the defaults\n"
+      "  orvane params --preset lowres > ion-trap.toml start one from a built-in preset\n"
       "  orvane clean --params my-lab.toml -o out/ run.mgf\n"
       "  orvane params --params my-lab.toml            check a presets file and show it whole\n");
   cmd->callback([] {
+    if (listPresets) {
+      for (const NamedPreset& p : kNamedPresets) std::printf("%s\t%s\n", p.name, p.summary);
+      SetExitCode(0);
+      return;
+    }
     std::fputs(RenderPresets(CleanCommandOptions(), CleanRawOptions()).c_str(), stdout);
     SetExitCode(0);
   });

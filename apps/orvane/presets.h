@@ -22,7 +22,13 @@ std::string RenderPresets(const CleanOptions& clean, const RawOptionsCli& raw);
 // 0 and 100, not 150". On failure clean and raw are left as they were.
 std::string LoadPresets(const std::string& path, CleanOptions& clean, RawOptionsCli& raw);
 
-// Looks for --params FILE (or --params=FILE) among the arguments and loads it
+// Applies the built-in preset of that name (hires, lowres, tmt) over clean
+// and raw; "" or a message that lists the names.
+std::string ApplyNamedPreset(const std::string& name, CleanOptions& clean, RawOptionsCli& raw);
+// The presets, one "  name  summary" line each, for help texts.
+std::string PresetList();
+
+// Looks for --preset NAME and --params FILE (or --params=FILE) among the arguments and loads it
 // into the values the clean and convert commands are bound to, before the
 // command line is parsed, so that the options given there win. Returns "" or
 // the message of LoadPresets.
@@ -32,5 +38,7 @@ std::string ApplyPresetsFromArguments(int argc, char** argv);
 void AddParamsCommand(CLI::App& app);
 // Declares --params on a subcommand (the value is read before parsing).
 void AddParamsOption(CLI::App* cmd);
+// Declares --preset on a subcommand (the value is read before parsing).
+void AddPresetOption(CLI::App* cmd);
 
 }  // namespace orvane::app

@@ -31,7 +31,7 @@ TEST(Presets, TheDefaultsFileReadsBackToTheDefaults) {
   EXPECT_THAT(defaults.out, HasSubstr("[raw]\n"));
   EXPECT_THAT(defaults.out,
               HasSubstr("# Percent of its intensity a point must lose in the isotope filter to be "
-                        "removed.\n# percent, 0 to 100\ndeisotope-threshold = 50.0\n"));
+                        "removed.\n# percent, 0 to 100\ndeisotope-threshold = 55.0\n"));
   EXPECT_THAT(defaults.out, HasSubstr("\nbad-spectra = \"separate\"\n"));
   EXPECT_THAT(defaults.out, HasSubstr("\nmax-mass = 100000.0\n"));
 }
@@ -48,7 +48,28 @@ TEST(Presets, AFileChangesOnlyWhatItNames) {
   EXPECT_THAT(r.out, HasSubstr("\nmax-periodicity = 30\n"));
   EXPECT_THAT(r.out, HasSubstr("\nbad-spectra = \"delete\"\n"));
   EXPECT_THAT(r.out, HasSubstr("\nmin-mass = 600.0\n"));
-  EXPECT_THAT(r.out, HasSubstr("\ndeconvolute = true\n"));
+  EXPECT_THAT(r.out, HasSubstr("\nmerge-peaks = true\n"));
+}
+
+// A built-in preset goes under the presets file, which goes under the
+// command line; an unknown name lists the known ones.
+TEST(Presets, BuiltInPresetsUnderFileAndOptions) {
+  const auto list = RunOrvane("params --list-presets");
+  ASSERT_EQ(list.status, 0) << list.err;
+  EXPECT_THAT(list.out, HasSubstr("hires\t"));
+  EXPECT_THAT(list.out, HasSubstr("\nlowres\t"));
+  EXPECT_THAT(list.out, HasSubstr("\ntmt\t"));
+  const auto tmt = RunOrvane("params --preset tmt");
+  ASSERT_EQ(tmt.status, 0) << tmt.err;
+  EXPECT_THAT(tmt.out, HasSubstr("\nprotect-below = 136.0\n"));
+  TempDir dir;
+  WriteFile(dir.File("p.toml"), "[clean]\ndeisotope-threshold = 65.0\n");
+  const auto over = RunOrvane("params --preset lowres --params " + ShellQuote(dir.File("p.toml")));
+  ASSERT_EQ(over.status, 0) << over.err;
+  EXPECT_THAT(over.out, HasSubstr("\ndeisotope-threshold = 65.0\n"));
+  const auto unknown = RunOrvane("params --preset orbitrap");
+  EXPECT_NE(unknown.status, 0);
+  EXPECT_THAT(unknown.err, HasSubstr("--preset must be one of hires, lowres, tmt, not \"orbitrap\""));
 }
 
 struct BadFile {
