@@ -15,3 +15,7 @@ $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
   libtomlplusplus-dev \
   libexpat1-dev zlib1g-dev \
   hyperfine
+# Benchmark packages: the search engine (and the Python its FDR helper runs on)
+# of bench/search_gain.sh.
+$SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
+  comet-ms python3
