@@ -3,7 +3,10 @@
 #include "stop_signals.h"
 #include <signal.h>
 
+#include <unistd.h>
+
 #include <cctype>
+#include <filesystem>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -15,6 +18,7 @@
 #include "platform/format.h"
 #include "platform/reporter.h"
 #include "raw/conversions.h"
+#include "raw/scan_conversion.h"
 #include "readers/mz_reader.h"
 #include "spectrum/file_path.h"
 #include "stop_signals.h"
@@ -61,6 +65,59 @@ bool CheckRawInput(const std::string& path) {
   return false;
 }
 
+int g_rawFailures = 0;
+
+bool IsModern(IUnknown* pEngine) {
+  MgfDialect dialect = MgfDialect::Classic;
+  ComPtr<IMgfDialect> pDialect;
+  if (SUCCEEDED(pEngine->QueryInterface(IID_IMgfDialect, pDialect.Out())))
+    pDialect->GetMgfDialect(&dialect);
+  return dialect == MgfDialect::Modern;
+}
+
+// The modern road: typed scan records, one spectrum per MS/MS scan with the
+// charges the file states. Answers the summary, or false after the error
+// (which names the file and the scan) with nothing left under a final name.
+bool ConvertScans(const std::string& path, const RawOptions& options, const std::string& target,
+                  const std::string& folder, CWnd* pWindow, ScanConversionSummary* pSummary) {
+  readers::MzReader reader;
+  try {
+    reader.Open(path);
+  } catch (const std::exception& e) {
+    ShowError(e.what());
+    return false;
+  }
+  ScanConversion job;
+  job.strInput = path;
+  job.pOptions = &options;
+  job.pCancelEvent = &g_cancel;
+  job.pProgressWnd = pWindow;
+  const HRESULT hr = target == "mgf"
+                         ? ScansToMgf(reader, job, folder + RunNameOf(path) + ".mgf", pSummary)
+                         : ScansToDta(reader, job, folder, pSummary);
+  if (hr == E_ABORT) ShowError(Format("Conversion of %s stopped; nothing of it was kept.", path.c_str()));
+  return hr == S_OK;
+}
+
+int ConvertRawModern(const ConvertJob& job, const std::string& path, const RawOptions& options) {
+  StopSignals signals;
+  g_cancel.Reset();
+  ScanConversionSummary summary;
+  if (!ConvertScans(path, options, job.target, job.outputFolder, job.pWindow, &summary)) return 1;
+  std::string made;
+  if (job.target == "mgf") {
+    for (const std::string& out : summary.outputs) made += (made.empty() ? "" : ", ") + out;
+  } else {
+    made = job.outputFolder + (options.bSplitMsLevels ? "dta_converted_ms2/, dta_converted_ms3/"
+                                                      : "dta_converted/");
+  }
+  std::printf("%s -> %s (%zu %s from %zu MS/MS scans)\n", path.c_str(), made.c_str(), summary.nWritten,
+              job.target == "mgf" ? (summary.nWritten == 1 ? "spectrum" : "spectra")
+                                  : (summary.nWritten == 1 ? "file" : "files"),
+              summary.nMsMs);
+  return 0;
+}
+
 int ConvertRaw(const ConvertJob& job, const std::string& path) {
   if (!CheckRawInput(path)) return 1;
   const std::string problem = ValidateRawOptions(g_convertOptions);
@@ -68,6 +125,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
     ShowError(problem);
     return 1;
   }
+  if (IsModern(job.pEngine)) return ConvertRawModern(job, path, ToRawOptions(g_convertOptions));
   ComPtr<IConvertMSMS> pConvert;
   if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
                          pConvert))) {
@@ -112,6 +170,61 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
   return FAILED(hr) ? 1 : 0;
 }
 
+// The folder the conversions of a clean run are made in, removed with
+// everything in it when the process ends. A killed run leaves it behind under
+// a name the next run in that folder recognises and removes.
+class ConvertedFolder {
+ public:
+  std::string Make(const std::string& outputFolder) {
+    path_ = outputFolder + Format(".orvane-work-%d/", static_cast<int>(::getpid()));
+    std::error_code ec;
+    std::filesystem::create_directories(path_, ec);
+    return path_;
+  }
+  ~ConvertedFolder() {
+    if (path_.empty()) return;
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+  }
+
+ private:
+  std::string path_;
+};
+
+// Modern dialect: every raw input converted by the modern road, then the run
+// cleans the converted files as MGF (or DTA) inputs. Only the cleaned outputs
+// (and bad spectra) stay in the output folder, unless --keep-converted.
+bool PrepareModernCleanRun(const std::vector<std::string>& inputs, CleanParams& params,
+                           const RawOptions& options) {
+  static ConvertedFolder work;
+  const std::string target = g_cleanOptions.convertTo;
+  const std::string folder =
+      g_cleanOptions.bKeepConverted ? params.strOutputFolder : work.Make(params.strOutputFolder);
+  CleanFileList& files = *params.pFileList;
+  files.lstFiles.clear();
+  files.lstRows.clear();
+  files.nMode = target == "mgf" ? 1 : 0;
+  StopSignals signals;
+  g_cancel.Reset();
+  for (const std::string& input : inputs) {
+    ScanConversionSummary summary;
+    if (!ConvertScans(input, options, target, folder, params.hProgressWnd, &summary)) {
+      ++g_rawFailures;
+      if (g_cancel.IsSignalled()) return false;
+      continue;
+    }
+    for (const std::string& out : summary.outputs) {
+      files.lstFiles.push_back(out);
+      files.lstRows.push_back(static_cast<std::int32_t>(files.lstRows.size()));
+    }
+  }
+  if (files.lstFiles.empty()) {
+    if (g_rawFailures == 0) ShowError("No MS/MS spectrum of the raw inputs passed the options.");
+    return false;
+  }
+  return true;
+}
+
 // One reader serves the whole run: it reads mzML and mzXML alike.
 bool PrepareCleanRun(const std::vector<std::string>& inputs, CleanParams& params) {
   static std::unique_ptr<IRawReader> reader;
@@ -125,6 +238,7 @@ bool PrepareCleanRun(const std::vector<std::string>& inputs, CleanParams& params
     return false;
   }
   options = ToRawOptions(g_cleanOptions);
+  if (CleanCommandOptions().mgfDialect != "classic") return PrepareModernCleanRun(inputs, params, options);
   reader = MakeRawReader(inputs.front());
   params.pRawReader = reader.get();
   params.pRawOptions = &options;
@@ -169,8 +283,14 @@ void AddRawOptions(CLI::App* cmd, RawOptionsCli* pOptions, bool withConvertTo) {
         ->group(group)
         ->check(CLI::IsMember({"mgf", "dta"}))
         ->capture_default_str();
+    cmd->add_flag("--keep-converted,!--no-keep-converted", pOptions->bKeepConverted,
+                  "Keep the plain conversion of raw inputs in the output folder beside the cleaned "
+                  "files (default: it is made in a temporary place and removed)")
+        ->group(group);
   }
 }
+
+int RawInputFailures() { return g_rawFailures; }
 
 std::string ValidateRawOptions(const RawOptionsCli& o) {
   if (!(o.dMinMass >= 0.0)) return Format("--min-mass must not be negative, not %g", o.dMinMass);

@@ -31,8 +31,11 @@ struct RawOptionsCli {
   int nIntensityThreshold = 0;
   // MS2 and MS3 spectra to separate outputs.
   bool bSplitMsLevels = false;
-  // `orvane clean` only: what the raw files become before cleaning.
+  // `orvane clean` only: what the raw files become before cleaning, and
+  // whether that conversion stays in the output folder beside the cleaned
+  // files (modern dialect; it is made in a temporary place otherwise).
   std::string convertTo = "mgf";
+  bool bKeepConverted = false;
 };
 
 // The values the convert and the clean command are bound to (a presets file
@@ -49,6 +52,10 @@ std::string ValidateRawOptions(const RawOptionsCli& options);
 
 // The engine's options record for these values.
 RawOptions ToRawOptions(const RawOptionsCli& options);
+
+// Raw inputs of this run that could not be converted (each reported with
+// its file and scan): the run goes on with the others and ends with status 1.
+int RawInputFailures();
 
 // Adds the raw options to the convert and clean subcommands of app and
 // registers the mzML/mzXML input handlers of both. Call after both commands

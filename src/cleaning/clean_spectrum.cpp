@@ -85,7 +85,7 @@ struct ModernFold {
       if (first < 0) continue;
       const double mz = dtaIn.vMass[static_cast<std::size_t>(first)];
       if (mz < dProtectBelowMz) continue;
-      peaks.emplace_back(MzToMh(mz, added.nCharge, kProtonMass),
+      peaks.emplace_back(RoundToSignificant(MzToMh(mz, added.nCharge, kProtonMass), kComputedMassDigits),
                          dtaIn.vIntensity[static_cast<std::size_t>(first)]);
     }
     std::stable_sort(peaks.begin(), peaks.end(),

@@ -63,6 +63,15 @@ std::string& AppendExactDecimal(std::string& out, double value, int minDecimals)
   return out;
 }
 
+double RoundToSignificant(double value, int digits) {
+  if (!std::isfinite(value) || value == 0.0) return value;
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*g", digits, value);
+  double rounded = value;
+  std::from_chars(text, text + std::strlen(text), rounded);
+  return rounded;
+}
+
 std::string ExactDecimal(double value, int minDecimals) {
   std::string out;
   AppendExactDecimal(out, value, minDecimals);

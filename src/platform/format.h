@@ -20,4 +20,9 @@ std::string& AppendFormat(std::string& out, const char* format, ...)
 std::string& AppendExactDecimal(std::string& out, double value, int minDecimals);
 std::string ExactDecimal(double value, int minDecimals);
 
+// value rounded to that many significant digits: for numbers the engine
+// computes (an MH+ from an m/z), whose last bits are rounding noise that the
+// exact writer would otherwise show (2597.978172, not 2597.9781719999996).
+double RoundToSignificant(double value, int digits);
+
 }  // namespace orvane

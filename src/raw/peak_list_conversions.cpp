@@ -22,14 +22,20 @@ namespace orvane {
 namespace {
 
 // A spectrum of charge 1 or 0 keeps its number.
-void DtaMhToMz(Dta* pDta, double dProton) {
+// The modern dialect rounds what it computes to the digits that carry
+// meaning; classic keeps the bare arithmetic it always had.
+void DtaMhToMz(Dta* pDta, MgfDialect dialect) {
   const int z = pDta->nCharge;
-  if (z > 1) pDta->dMass = MhToMz(pDta->dMass, z, dProton);
+  if (z <= 1) return;
+  pDta->dMass = MhToMz(pDta->dMass, z, ProtonOf(dialect));
+  if (dialect == MgfDialect::Modern) pDta->dMass = RoundToSignificant(pDta->dMass, kComputedMassDigits);
 }
 
-void DtaMzToMh(Dta* pDta, double dProton) {
+void DtaMzToMh(Dta* pDta, MgfDialect dialect) {
   const int z = pDta->nCharge;
-  if (z > 1) pDta->dMass = MzToMh(pDta->dMass, z, dProton);
+  if (z <= 1) return;
+  pDta->dMass = MzToMh(pDta->dMass, z, ProtonOf(dialect));
+  if (dialect == MgfDialect::Modern) pDta->dMass = RoundToSignificant(pDta->dMass, kComputedMassDigits);
 }
 
 bool SameFile(const std::string& a, const std::string& b) {
@@ -146,7 +152,7 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
       // A file that can't be read has shown its box in ImportDta.
       hr = pImport->ImportDta(path.c_str(), &dta);
       if (hr == S_OK) {
-        DtaMhToMz(&dta, ProtonOf(dialect));
+        DtaMhToMz(&dta, dialect);
         pExport->ExportMgf(&output, &dta, 2, std::string());
       }
       pWnd->Send(PM_STEP_DONE, ++done, 0);
@@ -194,7 +200,7 @@ HRESULT MgfToDta(IUnknown* pSelf, const std::string& strMgfFile, const std::stri
     dta.Clear();
     hr = pImport->ImportMgf(&input, &dta);
     if (hr == S_OK) {
-      DtaMzToMh(&dta, ProtonOf(dialect));
+      DtaMzToMh(&dta, dialect);
       std::string name;
       if (modern) {
         name = safeNames.Make(dta.strTitle);

@@ -1,6 +1,7 @@
 #include "readers/mz_reader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 #include <stdexcept>
 
@@ -32,6 +33,97 @@ namespace readers {
 MzReader::MzReader(std::size_t cacheSize) : cacheSize_(std::max<std::size_t>(cacheSize, 1)) {}
 
 MzReader::~MzReader() = default;
+
+void MzReader::Open(const std::string& strPath) {
+  CloseRawFile();
+  lastError_.clear();
+  try {
+    source_ = OpenByteSource(strPath);
+    ScanFile(*source_, strPath, &table_);
+  } catch (...) {
+    CloseRawFile();
+    throw;
+  }
+  path_ = strPath;
+  byScan_.clear();
+  byScan_.reserve(table_.spectra.size());
+  for (std::size_t i = 0; i < table_.spectra.size(); ++i)
+    byScan_.emplace_back(table_.spectra[i].nScan, static_cast<int>(i));
+  std::sort(byScan_.begin(), byScan_.end());
+}
+
+std::size_t MzReader::Count() const { return Table().spectra.size(); }
+
+void MzReader::Header(std::size_t i, ScanRecord* pRecord) {
+  const SpectrumMeta& s = Table().spectra.at(i);
+  ScanRecord& r = *pRecord;
+  r = ScanRecord{};
+  r.nIndex = i;
+  r.nMsLevel = s.nMsLevel;
+  r.strNativeId = s.strId;
+  r.nScan = s.nScan;
+  if (s.retentionSeconds.bSet) {
+    r.dRetentionSeconds = s.retentionSeconds.dValue;
+    r.bRetentionTime = true;
+  } else if (s.retentionTime.bSet) {
+    r.dRetentionSeconds = s.retentionTime.dValue * 60.0;
+    r.bRetentionTime = true;
+  }
+  r.dTotalIntensity = s.totalIntensity.bSet ? s.totalIntensity.dValue : -1.0;
+  r.dBasePeakIntensity = s.basePeakIntensity.bSet ? s.basePeakIntensity.dValue : -1.0;
+  if (s.nMsLevel >= 2) {
+    PrecursorRecord& p = r.precursor;
+    if (s.selectedMz.bSet) p.dMz = s.selectedMz.dValue;
+    else if (!s.precursors.empty()) p.dMz = s.precursors.back().dMz;
+    if (s.monoisotopicMz.bSet) p.dMonoisotopicMz = s.monoisotopicMz.dValue;
+    p.dIntensity = s.dPrecursorIntensity;
+    p.vCharges = s.vCharges;
+    // A charge only a vendor's trailer gives ("Charge State:").
+    if (p.vCharges.empty() && s.nCharge > 0) p.vCharges.push_back(s.nCharge);
+    if (s.isolationLower.bSet) p.dIsolationLower = s.isolationLower.dValue;
+    if (s.isolationUpper.bSet) p.dIsolationUpper = s.isolationUpper.dValue;
+    if (!s.precursors.empty()) {
+      p.strActivation = s.precursors.back().strActivation;
+      p.dEnergy = s.precursors.back().dEnergy;
+    }
+  }
+}
+
+namespace {
+
+// The double nearest to the shortest decimal that identifies the float v.
+double ShortestOfFloat(double v) {
+  char text[64];
+  const auto end = std::to_chars(text, text + sizeof text, static_cast<float>(v)).ptr;
+  double d = v;
+  std::from_chars(text, end, d);
+  return d;
+}
+
+}  // namespace
+
+void MzReader::Peaks(std::size_t i, ScanRecord* pRecord) {
+  const SpectrumMeta& s = Table().spectra.at(i);
+  const RawPeakList& peaks = Peaks(static_cast<int>(i));
+  const bool mzSingle = s.mz.encoding.kind == NumberKind::kFloat32;
+  const bool inSingle = s.bInterleaved ? mzSingle : s.intensity.encoding.kind == NumberKind::kFloat32;
+  pRecord->vMz.resize(peaks.size());
+  pRecord->vIntensity.resize(peaks.size());
+  for (std::size_t k = 0; k < peaks.size(); ++k) {
+    pRecord->vMz[k] = mzSingle ? ShortestOfFloat(peaks[k].dMass) : peaks[k].dMass;
+    pRecord->vIntensity[k] = inSingle ? ShortestOfFloat(peaks[k].dIntensity) : peaks[k].dIntensity;
+  }
+}
+
+std::string MzReader::Describe() const {
+  std::string text;
+  for (const Instrument& ins : Table().instruments) {
+    if (ins.strAnalyzer.empty()) continue;
+    if (!text.empty()) text += ", ";
+    text += ins.strAnalyzer;
+  }
+  return text;
+}
 
 long MzReader::OpenRawFile(const std::string& strPath) {
   CloseRawFile();

@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "raw/raw_reader.h"
+#include "raw/scan_record.h"
 #include "readers/byte_source.h"
 #include "readers/scan_table.h"
 
@@ -45,11 +46,22 @@ namespace readers {
 // The filter text of a scan number that no spectrum of the file carries.
 inline constexpr const char* kGapFilter = "(no scan) Full ms [0.00-0.00]";
 
-class MzReader final : public IRawReader {
+class MzReader final : public IRawReader, public IScanSource {
  public:
   // cacheSize: how many decoded peak lists are kept.
   explicit MzReader(std::size_t cacheSize = 8);
   ~MzReader() override;
+
+  // Opens the file for the modern conversions: throws std::runtime_error
+  // naming the file (and the place) when it can't be read.
+  void Open(const std::string& strPath);
+  // IScanSource: the spectra in file order, as the file states them. Values
+  // of 32-bit arrays come as the shortest decimals that identify them
+  // (110.07101, not 110.07101440429688).
+  std::size_t Count() const override;
+  void Header(std::size_t i, ScanRecord* pRecord) override;
+  void Peaks(std::size_t i, ScanRecord* pRecord) override;
+  std::string Describe() const override;
 
   // 0 when the file is open. Any other result: 1 the file can't be read, 2 its
   // content is no readable mzML or mzXML document, or uses an encoding this

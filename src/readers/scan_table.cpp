@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
@@ -45,6 +46,7 @@ enum class El {
   kMsInstrument,
   kMsMassAnalyzer,
   kMsIonisation,
+  kMsModel,
   kXScan,
   kPrecursorMz,
   kPeaks,
@@ -83,6 +85,7 @@ El Classify(std::string_view name) {
       {"instrument", El::kMsInstrument},  // mzXML 2.0
       {"msMassAnalyzer", El::kMsMassAnalyzer},
       {"msIonisation", El::kMsIonisation},
+      {"msModel", El::kMsModel},
       {"precursorMz", El::kPrecursorMz},
       {"peaks", El::kPeaks},
   };
@@ -122,6 +125,17 @@ bool ParseLong(std::string_view text, long* out) {
   if (text.empty()) return false;
   auto r = std::from_chars(text.data(), text.data() + text.size(), *out);
   return r.ec == std::errc() && r.ptr == text.data() + text.size();
+}
+
+// Seconds made from minutes or hours, rounded to 12 significant digits (a
+// microsecond at 10,000 s, far below what any instrument times), so that
+// 24.061071666666667 minutes are 1443.6643 seconds and not 1443.6643000000201.
+double RoundedSeconds(double v) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.12g", v);
+  double rounded = v;
+  std::from_chars(text, text + std::strlen(text), rounded);
+  return rounded;
 }
 
 void SetFrom(OptionalValue* v, const char* text) {
@@ -201,6 +215,18 @@ std::string SourceFromName(const std::string& value) {
   if (v.find("maldi") != std::string::npos) return "MALDI";
   if (v.find("apci") != std::string::npos || v.find("chemical") != std::string::npos) return "APCI";
   return "";
+}
+
+// The model an mzML instrument configuration names: a cvParam of the
+// configuration itself (or of a group it refers to) whose term is a child of
+// MS:1000031 "instrument model". Model terms carry no value, while the
+// attributes that stand beside them (serial number MS:1000529, customization
+// MS:1000032, ...) do; the generic term itself names a model the vocabulary
+// lacks in its value.
+std::string ModelName(const Param& p) {
+  if (p.accession.empty()) return "";
+  if (p.accession == "MS:1000031") return p.value;
+  return p.value.empty() ? p.name : "";
 }
 
 bool IsNumpress(std::string_view acc, std::string_view name) {
@@ -373,6 +399,10 @@ class Scanner {
           precIsolation_ = OptionalValue{};
           precCharge_ = 0;
           precPossibleMin_ = 0;
+          precCharges_.clear();
+          precIntensity_ = 0.0;
+          precLower_ = OptionalValue{};
+          precUpper_ = OptionalValue{};
           if (const char* ref = Attr(atts, "spectrumRef")) {
             Cur().strRef = ref;
           } else {
@@ -399,6 +429,7 @@ class Scanner {
         } else if (const char* id2 = Attr(atts, "id")) {
           ins.strId = id2;
         }
+        if (const char* model = Attr(atts, "model")) ins.strModel = model;  // mzXML 2.0
         t_->instruments.push_back(ins);
         break;
       }
@@ -410,6 +441,11 @@ class Scanner {
       case El::kMsIonisation:
         if (!t_->instruments.empty()) {
           if (const char* v = Attr(atts, "value")) t_->instruments.back().strSource = SourceFromName(v);
+        }
+        break;
+      case El::kMsModel:
+        if (!t_->instruments.empty()) {
+          if (const char* v = Attr(atts, "value")) t_->instruments.back().strModel = v;
         }
         break;
       case El::kXScan:
@@ -524,6 +560,8 @@ class Scanner {
         if (const char* a = AnalyzerText(acc)) ins.strAnalyzer = a;
       } else if (ctx == El::kSource) {
         if (const char* s = SourceText(acc); s && ins.strSource != "NSI") ins.strSource = s;
+      } else if (ctx == El::kInstrumentConfiguration && ins.strModel.empty()) {
+        ins.strModel = ModelName(p);
       }
       return;
     }
@@ -573,6 +611,7 @@ class Scanner {
             bool minutes = p.unitAccession == "UO:0000031" || p.unitName == "minute";
             bool hours = p.unitAccession == "UO:0000032" || p.unitName == "hour";
             s.retentionTime.Set(hours ? v * 60.0 : minutes ? v : v / 60.0);
+            s.retentionSeconds.Set(hours ? RoundedSeconds(v * 3600.0) : minutes ? RoundedSeconds(v * 60.0) : v);
           }
         }
         break;
@@ -586,7 +625,10 @@ class Scanner {
         break;
       }
       case El::kIsolationWindow:
-        if (acc == "MS:1000827" && inPrecursor()) SetFrom(&precIsolation_, p.value.c_str());
+        if (!inPrecursor()) break;
+        if (acc == "MS:1000827") SetFrom(&precIsolation_, p.value.c_str());
+        else if (acc == "MS:1000828") SetFrom(&precLower_, p.value.c_str());
+        else if (acc == "MS:1000829") SetFrom(&precUpper_, p.value.c_str());
         break;
       case El::kSelectedIon:
         if (!inPrecursor()) break;
@@ -595,11 +637,16 @@ class Scanner {
         } else if (acc == "MS:1000041") {
           long z;
           if (ParseLong(p.value, &z) && precCharge_ == 0) precCharge_ = static_cast<int>(std::labs(z));
+          if (ParseLong(p.value, &z)) AddCharge(z);
+        } else if (acc == "MS:1000042") {
+          double v;
+          if (ParseDouble(p.value, &v) && v > 0.0) precIntensity_ = v;
         } else if (acc == "MS:1000633") {
           long z;
           if (ParseLong(p.value, &z)) {
             int az = static_cast<int>(std::labs(z));
             if (precPossibleMin_ == 0 || az < precPossibleMin_) precPossibleMin_ = az;
+            AddCharge(z);
           }
         }
         break;
@@ -661,6 +708,12 @@ class Scanner {
     SpectrumMeta& s = Cur();
     prec_.dMz = precSelected_.bSet ? precSelected_.dValue : precIsolation_.dValue;
     s.precursors.push_back(prec_);
+    s.selectedMz = precSelected_.bSet ? precSelected_ : precIsolation_;
+    s.vCharges = precCharges_;
+    s.dPrecursorIntensity = precIntensity_;
+    s.isolationTarget = precIsolation_;
+    s.isolationLower = precLower_;
+    s.isolationUpper = precUpper_;
     // The charge of the last precursor is the scan's own. A list of possible
     // charges counts by its smallest member.
     s.nCharge = precCharge_ ? precCharge_ : precPossibleMin_;
@@ -716,6 +769,8 @@ class Scanner {
     if (const char* v = Attr(atts, "retentionTime")) {
       double minutes;
       if (ParseDuration(v, &minutes)) s.retentionTime.Set(minutes);
+      double seconds;
+      if (ParseDurationSeconds(v, &seconds)) s.retentionSeconds.Set(seconds);
     }
     SetFrom(&s.lowMz, Attr(atts, "lowMz"));
     SetFrom(&s.highMz, Attr(atts, "highMz"));
@@ -752,9 +807,11 @@ class Scanner {
       s.strRef.clear();
     }
     s.nCharge = 0;
+    precCharges_.clear();
     long z;
     if (const char* v = Attr(atts, "precursorCharge"); v && ParseLong(v, &z)) {
       s.nCharge = static_cast<int>(std::labs(z));
+      AddCharge(z);
     } else if (const char* pc = Attr(atts, "possibleCharges")) {
       // A list such as "2,3": the smallest counts.
       std::string_view list(pc);
@@ -765,11 +822,21 @@ class Scanner {
         if (ParseLong(list.substr(0, comma), &c)) {
           int ac = static_cast<int>(std::labs(c));
           if (smallest == 0 || ac < smallest) smallest = ac;
+          AddCharge(c);
         }
         if (comma == std::string_view::npos) break;
         list.remove_prefix(comma + 1);
       }
       s.nCharge = smallest;
+    }
+    s.vCharges = precCharges_;
+    s.dPrecursorIntensity = 0.0;
+    double v = 0.0;
+    if (const char* text = Attr(atts, "precursorIntensity"); text && ParseDouble(text, &v) && v > 0.0)
+      s.dPrecursorIntensity = v;
+    if (const char* text = Attr(atts, "windowWideness"); text && ParseDouble(text, &v) && v > 0.0) {
+      s.isolationLower.Set(v / 2.0);
+      s.isolationUpper.Set(v / 2.0);
     }
     text_.clear();
     collect_ = true;
@@ -787,6 +854,8 @@ class Scanner {
     }
     prec_.dMz = mz;
     Cur().precursors.push_back(prec_);
+    Cur().selectedMz.Set(mz);
+    Cur().isolationTarget.Set(mz);
   }
 
   void StartPeaks(const XML_Char** atts) {
@@ -936,6 +1005,18 @@ class Scanner {
   OptionalValue precIsolation_;
   int precCharge_ = 0;
   int precPossibleMin_ = 0;
+  std::vector<int> precCharges_;
+  double precIntensity_ = 0.0;
+  OptionalValue precLower_;
+  OptionalValue precUpper_;
+
+  // A stated charge, once, as a positive number; a charge of 0 states nothing.
+  void AddCharge(long z) {
+    const long az = std::labs(z);
+    if (az <= 0 || az > 1000) return;
+    if (std::find(precCharges_.begin(), precCharges_.end(), static_cast<int>(az)) == precCharges_.end())
+      precCharges_.push_back(static_cast<int>(az));
+  }
   ArrayText array_;
   int arrayRole_ = 0;  // 1 m/z, 2 intensity
   bool arrayNumpress_ = false;
@@ -974,6 +1055,19 @@ long ScanNumberFromId(const std::string& id) {
     }
   }
   return 0;
+}
+
+bool ParseDurationSeconds(const std::string& text, double* seconds) {
+  // The common "PT<seconds>S" exactly; anything else through the minutes.
+  std::string_view s = Trim(text);
+  if (s.size() > 3 && s.substr(0, 2) == "PT" && s.back() == 'S' &&
+      s.find_first_of("HMD") == std::string_view::npos) {
+    return ParseDouble(s.substr(2, s.size() - 3), seconds);
+  }
+  double minutes = 0.0;
+  if (!ParseDuration(text, &minutes)) return false;
+  *seconds = RoundedSeconds(minutes * 60.0);
+  return true;
 }
 
 bool ParseDuration(const std::string& text, double* minutes) {

@@ -62,6 +62,16 @@ struct SpectrumMeta {
   OptionalValue windowHigh;
   OptionalValue monoisotopicMz;  // Thermo trailer "Monoisotopic M/Z:"
   int nCharge = 0;               // of the scan's own precursor; 0 not known
+  // The scan's own precursor as the file states it: its charge or possible
+  // charges in the file's order, the selected ion's m/z and intensity (0: not
+  // given), the offsets of the isolation window below and above its target.
+  std::vector<int> vCharges;
+  OptionalValue selectedMz;
+  double dPrecursorIntensity = 0.0;
+  OptionalValue isolationTarget;
+  OptionalValue isolationLower;
+  OptionalValue isolationUpper;
+  OptionalValue retentionSeconds;  // the retention time in seconds, as written
   std::string strFilter;         // the file's own filter text, if any
   std::vector<Precursor> precursors;  // in order; the last is the scan's own
   ArrayText mz;         // mzML m/z array; mzXML interleaved m/z-intensity pairs
@@ -73,6 +83,7 @@ struct Instrument {
   std::string strId;
   std::string strAnalyzer;  // "FTMS", "ITMS", ... for built filter texts
   std::string strSource;    // "NSI", "ESI", ...
+  std::string strModel;     // the model as the file names it ("LTQ Orbitrap XL"); "" not named
 };
 
 struct ScanTable {
@@ -95,5 +106,7 @@ long ScanNumberFromId(const std::string& id);
 // Minutes from an xs:duration such as "PT1503.96S" or "PT25M3.9S"; false when
 // the text is not one.
 bool ParseDuration(const std::string& text, double* minutes);
+// Seconds from an xs:duration ("PT1503.96S" gives exactly 1503.96).
+bool ParseDurationSeconds(const std::string& text, double* seconds);
 
 }  // namespace orvane::readers

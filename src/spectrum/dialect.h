@@ -30,6 +30,11 @@ inline double MzToMh(double dMz, int z, double dProton) { return z * (dMz - dPro
 // m/z of an ion of singly charged mass dMh and charge z: ((z - 1) * p + MH+) / z.
 inline double MhToMz(double dMh, int z, double dProton) { return ((z - 1) * dProton + dMh) / z; }
 
+// Significant digits of the masses the modern dialect computes (MH+ from
+// m/z and back, deconvoluted masses): 1e-8 at 1,000, far below any
+// instrument's error, and clear of the rounding noise of the arithmetic.
+inline constexpr int kComputedMassDigits = 12;
+
 // Decimals the modern writers give at least: m/z of peaks, precursor masses.
 inline constexpr int kPeakMzDecimals = 5;
 inline constexpr int kPrecursorDecimals = 6;

@@ -19,6 +19,7 @@ Dta& Dta::operator=(const Dta& other) {
   vIntensity = other.vIntensity;
   vHeaderLines = other.vHeaderLines;
   dPrecursorIntensity = other.dPrecursorIntensity;
+  vCharges = other.vCharges;
   strPeakLines = other.strPeakLines;
   return *this;
 }
@@ -33,6 +34,7 @@ void Dta::Clear() {
   vIntensity.clear();
   vHeaderLines.clear();
   dPrecursorIntensity = 0.0;
+  vCharges.clear();
   strPeakLines.clear();
 }
 

@@ -80,6 +80,9 @@ class Dta {
   // copied by assignment, emptied by Clear(), kept by ClearPeaks().
   std::vector<std::string> vHeaderLines;
   double dPrecursorIntensity = 0.0;
+  // A block that states more than one charge ("CHARGE=2+ and 3+") has them
+  // all here, in order, and the first in nCharge; empty otherwise.
+  std::vector<std::int32_t> vCharges;
   // The peak lines of a modern MGF block as they were read, each ending in
   // "\n", so a spectrum that is passed on unchanged is written with its own
   // text. Copied with the peaks; ClearPeaks() and Clear() empty it, so peaks

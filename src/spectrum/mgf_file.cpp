@@ -247,7 +247,8 @@ std::size_t KeyLength(const char* line) {
   return line[n] == '=' ? n : 0;
 }
 
-// "2+", "2+ and 3+", "2+,3+", "3-": the first charge of the list, with its sign.
+// "2+", "2+ and 3+", "2+,3+", "3-": the first charge of the list, with its
+// sign, in nCharge; all of them in vCharges when there are several.
 void ReadModernCharge(char* value, Dta* pDta) {
   Tokenizer tokens(value);
   const char* t = tokens.Next(kTokenDelims);
@@ -257,6 +258,11 @@ void ReadModernCharge(char* value, Dta* pDta) {
   if (*p == '-') ++p;
   while (*p >= '0' && *p <= '9') ++p;
   pDta->cChargeSign = *p == '-' ? '-' : '+';
+  pDta->vCharges.clear();
+  pDta->vCharges.push_back(pDta->nCharge);
+  for (const char* u = tokens.Next(kTokenDelims); u != nullptr; u = tokens.Next(kTokenDelims))
+    if (*u >= '0' && *u <= '9') pDta->vCharges.push_back(std::atoi(u));
+  if (pDta->vCharges.size() < 2) pDta->vCharges.clear();
 }
 
 // "PEPMASS=mz" or "PEPMASS=mz intensity".
@@ -456,7 +462,14 @@ HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComm
   block += '\n';
   if (dialect == MgfDialect::Modern) {
     // A charge of 0 means "not known": no CHARGE line says that to a reader.
-    if (pDta->nCharge != 0) AppendFormat(block, "CHARGE=%d%c\n", pDta->nCharge, pDta->GetChargeSign());
+    if (pDta->vCharges.size() > 1) {
+      block += "CHARGE=";
+      for (std::size_t k = 0; k < pDta->vCharges.size(); ++k)
+        AppendFormat(block, "%s%d%c", k == 0 ? "" : " and ", pDta->vCharges[k], pDta->GetChargeSign());
+      block += '\n';
+    } else if (pDta->nCharge != 0) {
+      AppendFormat(block, "CHARGE=%d%c\n", pDta->nCharge, pDta->GetChargeSign());
+    }
     block += "PEPMASS=";
     AppendExactDecimal(block, pDta->dMass, kPrecursorDecimals);
     if (pDta->dPrecursorIntensity != 0.0) {

@@ -8,6 +8,7 @@
 #include <regex>
 
 #include "raw/scan_access.h"
+#include "raw/scan_conversion.h"
 #include "reader_test_util.h"
 #include "readers/mz_reader.h"
 #include "support/test_support.h"
@@ -380,6 +381,74 @@ TEST(DamagedArrays, ThrowWhenTheScanIsRead) {
       EXPECT_NE(std::string(e.what()).find("spectrum \"scan=1\""), std::string::npos) << e.what();
     }
   }
+}
+
+// The modern road: one block per MS/MS scan with the charges the file states
+// (a list where it gives several), the engine's rule only without one, the
+// identity in the title and header lines; a damaged array ends the input with
+// a message naming the file and the scan and nothing under the final name.
+TEST(ScanConversion, ChargesIdentityAndDamage) {
+  const std::string survey = Spectrum("scan=1", 2, Level(1) + ScanList(10.0, nullptr, 200, 2000) +
+                                                       Arrays({600.30, 601.0}, {1000, 10}));
+  const std::string intensity = Cv("MS:1000042", "peak intensity", "5000.5");
+  const std::string spectra =
+      survey +
+      Spectrum("scan=2", 2, Level(2) + ScanList(10.5, nullptr, 100, 2000) +
+                                Precursor("scan=1", 650.25, Cv("MS:1000041", "charge state", "4") + intensity) +
+                                Arrays({200.125, 300.5}, {5, 50})) +
+      Spectrum("scan=3", 2, Level(2) + ScanList(11.0, nullptr, 100, 2000) +
+                                Precursor("scan=1", 700.5, Cv("MS:1000633", "possible charge state", "2") +
+                                                               Cv("MS:1000633", "possible charge state", "3")) +
+                                Arrays({250.0, 900.0}, {8, 9})) +
+      // No charge, and all the signal below the precursor: charge 1 by the rule.
+      Spectrum("scan=4", 2, Level(2) + ScanList(11.5, nullptr, 100, 2000) + Precursor("scan=1", 800.0, "") +
+                                Arrays({150.0, 300.0}, {8, 9})) +
+      // No charge, signal above the precursor: 2+ and 3+.
+      Spectrum("scan=5", 2, Level(2) + ScanList(12.0, nullptr, 100, 2000) + Precursor("scan=1", 400.0, "") +
+                                Arrays({150.0, 700.0}, {8, 9}));
+  HandFile f(Mzml(spectra), "run.mzML");
+  f.reader.Open(f.path);
+  RawOptions options;
+  options.dMaxMass = 100000.0;
+  ScanConversion job;
+  job.strInput = f.path;
+  job.pOptions = &options;
+  ScanConversionSummary summary;
+  ASSERT_EQ(ScansToMgf(f.reader, job, f.dir.File("run.mgf"), &summary), S_OK);
+  EXPECT_EQ(summary.nWritten, 4u);
+  EXPECT_EQ(ReadFile(f.dir.File("run.mgf")),
+            "\nBEGIN IONS\nTITLE=run.2.2.4 File:\"run.mzML\", NativeID:\"scan=2\"\nCHARGE=4+\n"
+            "PEPMASS=650.250000 5000.5\nRTINSECONDS=630\nSCANS=2\n200.12500 5\n300.50000 50\nEND IONS\n"
+            "\nBEGIN IONS\nTITLE=run.3.3.2 File:\"run.mzML\", NativeID:\"scan=3\"\nCHARGE=2+ and 3+\n"
+            "PEPMASS=700.500000\nRTINSECONDS=660\nSCANS=3\n250.00000 8\n900.00000 9\nEND IONS\n"
+            "\nBEGIN IONS\nTITLE=run.4.4.1 File:\"run.mzML\", NativeID:\"scan=4\"\nCHARGE=1+\n"
+            "PEPMASS=800.000000\nRTINSECONDS=690\nSCANS=4\n150.00000 8\n300.00000 9\nEND IONS\n"
+            "\nBEGIN IONS\nTITLE=run.5.5.2 File:\"run.mzML\", NativeID:\"scan=5\"\nCHARGE=2+ and 3+\n"
+            "PEPMASS=400.000000\nRTINSECONDS=720\nSCANS=5\n150.00000 8\n700.00000 9\nEND IONS\n");
+  // DTA files carry the same identity, one per charge, MH+ with the proton mass.
+  ASSERT_EQ(ScansToDta(f.reader, job, f.dir.File("d/"), &summary), S_OK);
+  EXPECT_EQ(summary.outputs.size(), 6u);
+  EXPECT_EQ(ReadFile(f.dir.File("d/dta_converted/run.2.2.4.dta")), "2597.978172 4\n200.12500 5\n300.50000 50\n");
+  // The MH+ window is tested per charge.
+  options.dMinMass = 1400.0;
+  ASSERT_EQ(ScansToMgf(f.reader, job, f.dir.File("window.mgf"), &summary), S_OK);
+  EXPECT_EQ(summary.nWritten, 2u);
+  EXPECT_EQ(summary.nOutsideWindow, 2u);
+  EXPECT_NE(ReadFile(f.dir.File("window.mgf")).find("CHARGE=3+\nPEPMASS=700.5"), std::string::npos);
+
+  // One damaged character in the array of scan 3.
+  std::string damaged = Mzml(spectra);
+  const std::string array = EncodeBase64(NumberBytes<double>({250.0, 900.0}));
+  damaged.replace(damaged.find(array) + 3, 1, "*");
+  HandFile g(damaged, "bad.mzML");
+  g.reader.Open(g.path);
+  job.strInput = g.path;
+  RecordingReporter boxes;
+  EXPECT_EQ(ScansToMgf(g.reader, job, g.dir.File("bad.mgf"), &summary), E_UNEXPECTED);
+  ASSERT_EQ(boxes.boxes.size(), 1u);
+  EXPECT_NE(boxes.boxes[0].text.find(g.path), std::string::npos) << boxes.boxes[0].text;
+  EXPECT_NE(boxes.boxes[0].text.find("spectrum \"scan=3\""), std::string::npos) << boxes.boxes[0].text;
+  EXPECT_EQ(test::ListFiles(g.dir.Folder()), std::vector<std::string>{"bad.mzML"});
 }
 
 TEST(ReaderState, CallsWithoutAnOpenFileThrow) {
