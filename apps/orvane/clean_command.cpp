@@ -21,6 +21,7 @@
 #include "commands.h"
 #include "output_safety.h"
 #include "parallel_run.h"
+#include "raw_options_cli.h"
 #include "stop_signals.h"
 #include "frame/interfaces.h"
 #include "platform/class_registry.h"
@@ -201,9 +202,17 @@ std::map<std::string, CleanRawInputHandler>& RawHandlers() {
   return handlers;
 }
 
+// The input's kind by its extension; "run.mgf.gz" is "mgf" (the MGF reader
+// takes gzip files as they are), while "run.mzML.gz" stays "gz" for the raw
+// handler.
 std::string LowerExtension(const std::string& path) {
   std::string ext = FilePath(path).GetExtension();
   for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (ext == "gz") {
+    std::string inner = FilePath(WithoutGzipSuffix(path)).GetExtension();
+    for (char& c : inner) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (inner == "mgf") return inner;
+  }
   return ext;
 }
 
@@ -455,6 +464,13 @@ int RunClean(CleanOptions& o) {
     return kExitStopped;
   }
   if (FAILED(hr)) return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(hr)));
+  // Raw inputs that could not be converted were reported; the others were cleaned.
+  if (const int failed = RawInputFailures(); failed > 0) {
+    if (!o.bQuiet)
+      std::fprintf(stderr, "orvane clean: %d raw input%s could not be read; the others were cleaned\n",
+                   failed, failed == 1 ? "" : "s");
+    return 1;
+  }
   if (!o.bQuiet)
     std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.3f s (%.1f %s/s); "
                          "outputs in %s\n", spectra, unit, o.inputs.size(),

@@ -39,9 +39,17 @@ std::map<std::string, ConvertInputHandler>& InputHandlers() {
   return handlers;
 }
 
+// The input's kind by its extension; "run.mgf.gz" is "mgf" (the MGF reader
+// takes gzip files as they are), while "run.mzML.gz" stays "gz" for the raw
+// handler.
 std::string LowerExtension(const std::string& path) {
   std::string e = FilePath(path).GetExtension();
   for (auto& c : e) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (e == "gz") {
+    std::string inner = FilePath(WithoutGzipSuffix(path)).GetExtension();
+    for (auto& c : inner) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (inner == "mgf") return inner;
+  }
   return e;
 }
 
@@ -84,7 +92,8 @@ int RewriteMgf(const ConvertJob& job, const std::string& input) {
       FAILED(QueryOrNote(job.pEngine, IID_IExportMSMS, kNoExportInterface,
                          pExport)))
     return 1;
-  const std::string output = job.outputFolder + FilePath(input).GetFileName();
+  // run.mgf.gz is written as run.mgf.
+  const std::string output = job.outputFolder + FilePath(WithoutGzipSuffix(input)).GetFileName();
   CStdioFile in;
   CStdioFile out;
   CFileException error;
@@ -102,6 +111,10 @@ int RewriteMgf(const ConvertJob& job, const std::string& input) {
       if (pImport->ImportMgf(&in, &dta) != S_OK) break;
       pExport->ExportMgf(&out, &dta, 2, std::string());
       ++spectra;
+    }
+    if (in.ReadFailed()) {  // the box is shown; part of a file is no output
+      out.Abort();
+      return 1;
     }
     out.Close();
   } catch (const CFileException& e) {
@@ -171,7 +184,8 @@ int RunConvert(const ConvertOptions& options) {
   std::string firstDta;
   for (const std::string& input : options.inputs) {
     const std::string ext = LowerExtension(input);
-    if (ext == "mgf" && options.target == "mgf") outputs.push_back(folder + FilePath(input).GetFileName());
+    if (ext == "mgf" && options.target == "mgf")
+      outputs.push_back(folder + FilePath(WithoutGzipSuffix(input)).GetFileName());
     if (ext == "dta" && firstDta.empty()) firstDta = input;
   }
   if (!firstDta.empty() && options.target == "mgf") {

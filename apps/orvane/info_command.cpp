@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -9,6 +10,7 @@
 #include "platform/format.h"
 #include "platform/reporter.h"
 #include "platform/text_file.h"
+#include "readers/mz_reader.h"
 #include "spectrum/dta.h"
 #include "spectrum/dta_file.h"
 #include "spectrum/file_path.h"
@@ -18,8 +20,9 @@ namespace {
 
 int g_exitCode = 0;
 
+// "run.mgf.gz" counts as "mgf": the MGF reader takes gzip files as they are.
 bool HasExtension(const std::string& path, const char* ext) {
-  std::string e = FilePath(path).GetExtension();
+  std::string e = FilePath(WithoutGzipSuffix(path)).GetExtension();
   for (auto& c : e) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return e == ext;
 }
@@ -52,12 +55,85 @@ int InfoMgf(IImportMSMS* pImport, const std::string& path) {
     peaks += dta.GetPeakCount();
     ++charges[dta.nCharge];
   }
+  // A read error (damaged gzip data, say) has shown its box and ended the
+  // reading: counts of part of the file would mislead.
+  if (file.ReadFailed()) return 1;
   file.Close();
   std::string seen;
   for (const auto& [charge, count] : charges)
     AppendFormat(seen, "%s%d:%u", seen.empty() ? "" : ",", charge, count);
   std::printf("%s\tspectra=%u\tcharges=%s\tpeaks=%llu\n", path.c_str(), spectra,
               seen.empty() ? "-" : seen.c_str(), peaks);
+  return 0;
+}
+
+// "a,b" of the distinct names in order; "" when there are none.
+std::string JoinDistinct(const std::vector<std::string>& names) {
+  std::vector<std::string> seen;
+  std::string text;
+  for (const std::string& name : names) {
+    if (name.empty() || std::find(seen.begin(), seen.end(), name) != seen.end()) continue;
+    seen.push_back(name);
+    std::string clean = name;  // a name never breaks the line or its fields
+    for (char& c : clean)
+      if (c == '\t' || c == '\n' || c == '\r') c = ' ';
+    text += (text.empty() ? "" : ",") + clean;
+  }
+  return text;
+}
+
+// What the scan pass of an mzML or mzXML file learns, without decoding any
+// peaks: spectra per MS level, the stated precursor charges of the MS/MS
+// spectra (0: none stated, counted last), the retention time range in seconds
+// and the instrument where the file names it.
+int InfoRaw(const std::string& path) {
+  readers::MzReader reader;
+  if (reader.OpenRawFile(path) != 0) return 1;  // the reader has shown why
+  const readers::ScanTable& table = reader.Table();
+  std::map<int, unsigned> levels;
+  std::map<int, unsigned> charges;
+  unsigned unstated = 0;
+  double first = 0.0;
+  double last = 0.0;
+  bool anyTime = false;
+  for (const readers::SpectrumMeta& s : table.spectra) {
+    ++levels[s.nMsLevel];
+    if (s.nMsLevel >= 2) {
+      if (s.nCharge > 0) {
+        ++charges[s.nCharge];
+      } else {
+        ++unstated;
+      }
+    }
+    if (s.retentionTime.bSet) {
+      const double seconds = s.retentionTime.dValue * 60.0;
+      first = anyTime ? std::min(first, seconds) : seconds;
+      last = anyTime ? std::max(last, seconds) : seconds;
+      anyTime = true;
+    }
+  }
+  std::string line = path + "\tspectra=";
+  std::string list;
+  for (const auto& [level, count] : levels)
+    AppendFormat(list, "%sms%d:%u", list.empty() ? "" : ",", level, count);
+  line += list.empty() ? "0" : list;
+  list.clear();
+  for (const auto& [charge, count] : charges)
+    AppendFormat(list, "%s%d:%u", list.empty() ? "" : ",", charge, count);
+  if (unstated > 0) AppendFormat(list, "%s0:%u", list.empty() ? "" : ",", unstated);
+  line += "\tcharges=" + (list.empty() ? std::string("-") : list);
+  line += anyTime ? Format("\trt=%.1f-%.1f", first, last) : std::string("\trt=-");
+  std::vector<std::string> models;
+  std::vector<std::string> analyzers;
+  for (const readers::Instrument& ins : table.instruments) {
+    models.push_back(ins.strModel);
+    analyzers.push_back(ins.strAnalyzer);
+  }
+  if (const std::string model = JoinDistinct(models); !model.empty())
+    line += "\tinstrument=" + model;
+  if (const std::string analyzer = JoinDistinct(analyzers); !analyzer.empty())
+    line += "\tanalyzer=" + analyzer;
+  std::printf("%s\n", line.c_str());
   return 0;
 }
 
@@ -76,6 +152,7 @@ const char* MainExamples() {
          "  orvane clean -o all/ --skip-cleaning --merge-output a.mgf b.mgf\n"
          "                                               concatenate MGF files (all/SpectraMerged_c.mgf)\n"
          "  orvane info cleaned/run1_c.mgf               count spectra, charges and peaks\n"
+         "  orvane info run1.mzML                        spectra per MS level, charges, times\n"
          "  orvane params > lab.toml                     the settings as a presets file,\n"
          "  orvane clean --params lab.toml -o cleaned/ run1.mgf   to edit and reuse\n"
          "\nEach command has its own help: orvane clean --help, orvane convert --help.\n";
@@ -85,11 +162,24 @@ int ExitCode() { return g_exitCode; }
 void SetExitCode(int code) { g_exitCode = code; }
 
 void AddInfoCommand(CLI::App& app) {
-  auto* cmd = app.add_subcommand("info", "Show what DTA and MGF files hold");
+  auto* cmd = app.add_subcommand("info", "Show what DTA, MGF, mzML and mzXML files hold");
   static std::vector<std::string> files;
   static std::string dialect = "modern";
-  cmd->add_option("files", files, "DTA or MGF files")->required();
+  cmd->add_option("files", files, "DTA, MGF, mzML or mzXML files (MGF, mzML and mzXML also .gz)")
+      ->required();
   AddMgfDialectOption(cmd, &dialect);
+  cmd->footer(
+      "\nOne line per file, its fields separated by tabs:\n"
+      "  DTA           PATH  title=T  mass=MH+  charge=Z  peaks=N\n"
+      "  MGF           PATH  spectra=N  charges=Z:N,...  peaks=N\n"
+      "  mzML, mzXML   PATH  spectra=ms1:N,ms2:N,...  charges=Z:N,...,0:N  rt=FIRST-LAST\n"
+      "                      instrument=MODEL  analyzer=FTMS,ITMS,...\n"
+      "For instrument files the charges are the MS/MS spectra's precursor charges as the\n"
+      "file states them (0: none stated), rt is in seconds, and instrument and analyzer\n"
+      "appear where the file names them.\n"
+      "\nExamples:\n"
+      "  orvane info run1.mgf.gz cleaned/run1_c.mgf\n"
+      "  orvane info run1.mzML run2.mzXML.gz\n");
   cmd->callback([] {
     int status = 0;
     ComPtr<IImportMSMS> pImport;
@@ -111,8 +201,10 @@ void AddInfoCommand(CLI::App& app) {
           }
         }
         status |= InfoMgf(pImport.Get(), f);
+      } else if (IsRawInput(f)) {
+        status |= InfoRaw(f);
       } else {
-        ShowError("not a DTA or MGF file: " + f);
+        ShowError("not a DTA, MGF, mzML or mzXML file: " + f);
         status = 1;
       }
     }

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/text_file.h"
 #include "spectrum/file_path.h"
 
 namespace orvane::app {
@@ -27,7 +28,7 @@ std::vector<std::string> CleanOutputPaths(int nMode, const std::vector<std::stri
   }
   if (nMode != 0 && nMode != 1) return outputs;
   for (const std::string& input : inputs) {
-    const FilePath path(input);
+    const FilePath path(WithoutGzipSuffix(input));  // run.mgf.gz gives run_c.mgf
     const std::string title = path.GetFileTitle();
     const std::string ext = path.GetExtension();
     outputs.push_back(folder + title + "_c." + ext);

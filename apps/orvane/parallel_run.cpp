@@ -105,6 +105,13 @@ std::vector<std::uint64_t> FindMgfCuts(const std::string& path, unsigned nParts,
   if (nParts < 2 || size == 0) return cuts;
   std::FILE* file = std::fopen(path.c_str(), "rb");
   if (file == nullptr) return cuts;
+  // A gzip file can't be cut at byte offsets: it goes to one engine whole.
+  const int b0 = std::fgetc(file);
+  const int b1 = std::fgetc(file);
+  if (b0 == 0x1f && b1 == 0x8b) {
+    std::fclose(file);
+    return cuts;
+  }
   std::uint64_t last = 0;
   for (unsigned k = 1; k < nParts; ++k) {
     const std::uint64_t target = std::max(size / nParts * k, last + std::max<std::uint64_t>(minPartBytes, 1));
@@ -610,7 +617,7 @@ bool JoinMgf(const ParallelCleanJob& job, const std::vector<WorkUnit>& units,
     const std::size_t input = units[u].inputs.front();
     std::vector<const UnitState*> parts;
     for (; u < nJoined && units[u].inputs.front() == input; ++u) parts.push_back(&states[u]);
-    const FilePath path(job.inputs[input]);
+    const FilePath path(WithoutGzipSuffix(job.inputs[input]));
     const std::string clean = path.GetFileTitle() + "_c." + path.GetExtension();
     bool made = false;
     for (const UnitState* s : parts) made = made || Exists(s->outFolder + clean);

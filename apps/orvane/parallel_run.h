@@ -32,7 +32,8 @@ const std::string& LogEndOfFileRule();
 // "END IONS" and nothing but short lines the reader skips between blocks, so
 // every part starts between blocks just as the whole file does there (short:
 // read whole in one read, so no piece of it can pass for a block start). Aims at nParts parts of equal size, none below minPartBytes;
-// answers the cuts in ascending order (without 0 and the end).
+// answers the cuts in ascending order (without 0 and the end); none for a
+// gzip file.
 std::vector<std::uint64_t> FindMgfCuts(const std::string& path, unsigned nParts,
                                        std::uint64_t minPartBytes);
 

@@ -107,7 +107,8 @@ class MgfDriver {
       return E_UNEXPECTED;
     }
 
-    const FilePath inputPath(path);
+    // run.mgf.gz names its outputs as run.mgf would.
+    const FilePath inputPath(WithoutGzipSuffix(path));
     const std::string folder = inputPath.GetFolder(true).GetString();
     OutputPair* pPair = nullptr;
     if (!params_.bMergeOutput) {
@@ -165,6 +166,9 @@ class MgfDriver {
         return hr;
       }
       state_.bEnoughPeaks = dtaIn.GetPeakCount() > 2;
+      // A read error (damaged gzip data, say) has shown its box and looks
+      // like the end of the file: the run fails instead of passing for whole.
+      if (hr == S_FALSE && input_.ReadFailed()) return E_FAIL;
       if (hr == S_FALSE) break;
 
       if (state_.bEnoughPeaks) {
@@ -172,6 +176,7 @@ class MgfDriver {
         dtaOut.strPath = folder;
         dtaOut.strTitle = dtaIn.strTitle;
         dtaOut.vHeaderLines = dtaIn.vHeaderLines;
+        dtaOut.vCharges = dtaIn.vCharges;
         dtaOut.dPrecursorIntensity = dtaIn.dPrecursorIntensity;
         int nResult = 1;
         if (params_.bSkipCleaning) dtaOut = dtaIn;

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 
 #include <atomic>
 #include <cerrno>
@@ -10,6 +11,7 @@
 #include <set>
 #include <utility>
 
+#include "platform/format.h"
 #include "platform/reporter.h"
 
 namespace orvane {
@@ -55,6 +57,37 @@ std::string TempNameFor(const std::string& path) {
 
 }  // namespace
 
+// The decompressor of a gzip file being read, and what it has used of the file.
+struct CStdioFile::Gzip {
+  z_stream stream{};
+  std::vector<unsigned char> input = std::vector<unsigned char>(kReadBlock);
+  std::uint64_t fileRead = 0;   // compressed bytes read from the file
+  std::uint64_t produced = 0;   // content bytes made
+  bool inMember = true;         // inside a member, where the file must not end
+  bool ended = false;           // the last member is done
+  std::uint64_t blockFrom = 0;  // compressed bytes used before the content in buf_
+  std::uint64_t blockTo = 0;    // and after it
+
+  Gzip() = default;
+  Gzip(const Gzip&) = delete;
+  Gzip& operator=(const Gzip&) = delete;
+  ~Gzip() { inflateEnd(&stream); }
+
+  std::uint64_t Consumed() const { return fileRead - stream.avail_in; }
+
+  // Reads more of the file behind the bytes not yet used; false at its end.
+  bool Refill(std::FILE* file, const std::string& path) {
+    if (stream.avail_in > 0) std::memmove(input.data(), stream.next_in, stream.avail_in);
+    const std::size_t n = std::fread(input.data() + stream.avail_in, 1,
+                                     input.size() - stream.avail_in, file);
+    if (n == 0 && std::ferror(file)) throw CFileException(path, errno ? errno : EIO);
+    stream.next_in = input.data();
+    stream.avail_in += static_cast<uInt>(n);
+    fileRead += n;
+    return n > 0;
+  }
+};
+
 CFileException::CFileException(std::string path, int errnoValue, std::string reason)
     : path_(std::move(path)), errno_(errnoValue), reason_(std::move(reason)) {}
 
@@ -64,6 +97,8 @@ std::string CFileException::Text() const {
 }
 
 void CFileException::ReportError() const { ShowFileError(Text()); }
+
+CStdioFile::CStdioFile() = default;
 
 CStdioFile::~CStdioFile() {
   if (file_ == nullptr) return;
@@ -82,6 +117,8 @@ bool CStdioFile::Open(const std::string& path, unsigned flags, CFileException* p
   bufPos_ = bufLen_ = 0;
   bufStart_ = written_ = 0;
   tempPath_.clear();
+  readFailed_ = false;
+  gzip_.reset();
   if (writing_) {
     if (IsProtectedInput(path)) {
       if (pError) *pError = CFileException(path, EPERM, "it is an input of this run and is never written");
@@ -123,15 +160,87 @@ bool CStdioFile::Open(const std::string& path, unsigned flags, CFileException* p
     return false;
   }
   buf_.resize(kReadBlock);
+  // The first two bytes tell a gzip file; a plain file keeps them as the
+  // start of its first block.
+  unsigned char magic[2];
+  const std::size_t n = std::fread(magic, 1, 2, file_);
+  if (n == 2 && magic[0] == 0x1f && magic[1] == 0x8b) {
+    auto gzip = std::make_unique<Gzip>();
+    if (inflateInit2(&gzip->stream, 15 + 16) != Z_OK) {
+      std::fclose(file_);
+      file_ = nullptr;
+      if (pError) *pError = CFileException(path, ENOMEM, "zlib could not be started");
+      return false;
+    }
+    std::memcpy(gzip->input.data(), magic, 2);
+    gzip->stream.next_in = gzip->input.data();
+    gzip->stream.avail_in = 2;
+    gzip->fileRead = 2;
+    gzip_ = std::move(gzip);
+  } else {
+    std::memcpy(buf_.data(), magic, n);
+    bufLen_ = n;
+  }
   return true;
+}
+
+std::size_t CStdioFile::ReadContent(char* buffer, std::size_t size) {
+  if (gzip_ != nullptr) {
+    gzip_->blockFrom = gzip_->Consumed();
+    const std::size_t n = Inflate(buffer, size);
+    gzip_->blockTo = gzip_->Consumed();
+    return n;
+  }
+  const std::size_t n = std::fread(buffer, 1, size, file_);
+  if (n == 0 && std::ferror(file_)) throw CFileException(path_, errno ? errno : EIO);
+  return n;
+}
+
+std::size_t CStdioFile::Inflate(char* buffer, std::size_t size) {
+  Gzip& gz = *gzip_;
+  z_stream& z = gz.stream;
+  z.next_out = reinterpret_cast<Bytef*>(buffer);
+  z.avail_out = static_cast<uInt>(size);
+  // Where the content stands: the place a damaged file names.
+  auto made = [&] { return static_cast<unsigned long long>(gz.produced + (size - z.avail_out)); };
+  while (z.avail_out > 0 && !gz.ended) {
+    if (!gz.inMember) {
+      // Another member follows, or bytes that are no gzip data (padding, say)
+      // and end the content, as gzip itself takes them.
+      if (z.avail_in < 2) gz.Refill(file_, path_);
+      if (z.avail_in < 2 || z.next_in[0] != 0x1f || z.next_in[1] != 0x8b) {
+        gz.ended = true;
+        break;
+      }
+      inflateReset(&z);
+      gz.inMember = true;
+    }
+    if (z.avail_in == 0 && !gz.Refill(file_, path_)) {
+      throw CFileException(
+          path_, EIO,
+          Format("its gzip data ends early, after %llu bytes of content (the file is cut short)",
+                 made()));
+    }
+    const int rc = inflate(&z, Z_NO_FLUSH);
+    if (rc == Z_STREAM_END) {
+      gz.inMember = false;
+    } else if (rc != Z_OK && rc != Z_BUF_ERROR) {
+      throw CFileException(path_, EIO,
+                           Format("its gzip data is damaged after %llu bytes of content (%s)",
+                                  made(), z.msg != nullptr ? z.msg : "zlib error"));
+    }
+  }
+  const std::size_t n = size - z.avail_out;
+  gz.produced += n;
+  return n;
 }
 
 bool CStdioFile::FillBuffer() {
   // Keep nothing of the old block: callers only call this when it is used up.
   bufStart_ += bufLen_;
   bufPos_ = 0;
-  bufLen_ = std::fread(buf_.data(), 1, buf_.size(), file_);
-  if (bufLen_ == 0 && std::ferror(file_)) throw CFileException(path_, errno ? errno : EIO);
+  bufLen_ = 0;
+  bufLen_ = ReadContent(buf_.data(), buf_.size());
   return bufLen_ > 0;
 }
 
@@ -140,29 +249,36 @@ char* CStdioFile::ReadString(char* buffer, unsigned limit) {
   const std::size_t max = limit - 1;
   std::size_t n = 0;
   bool any = false;
-  while (n < max) {
-    if (bufPos_ == bufLen_ && !FillBuffer()) break;
-    any = true;
-    char c = buf_[bufPos_];
-    if (c == '\r') {
-      // CR LF reads as "\n"; look one byte ahead, across a block boundary.
-      if (bufPos_ + 1 == bufLen_) {
-        // Move the CR to a fresh block so the look-ahead can see the next byte.
-        const std::uint64_t crOffset = bufStart_ + bufPos_;
-        std::fseek(file_, static_cast<long>(crOffset), SEEK_SET);
-        bufStart_ = crOffset;
-        bufLen_ = 0;
-        bufPos_ = 0;
-        if (!FillBuffer()) break;
+  buffer[0] = '\0';
+  if (readFailed_) return nullptr;
+  try {
+    while (n < max) {
+      if (bufPos_ == bufLen_ && !FillBuffer()) break;
+      any = true;
+      char c = buf_[bufPos_];
+      if (c == '\r') {
+        // CR LF reads as "\n"; look one byte ahead, across a block boundary.
+        if (bufPos_ + 1 == bufLen_) {
+          // Carry the CR to the front of a fresh block so the look-ahead can
+          // see the byte after it.
+          bufStart_ += bufPos_;
+          buf_[0] = '\r';
+          bufPos_ = 0;
+          bufLen_ = 1;
+          bufLen_ += ReadContent(buf_.data() + 1, buf_.size() - 1);
+        }
+        if (bufPos_ + 1 < bufLen_ && buf_[bufPos_ + 1] == '\n') {
+          ++bufPos_;
+          c = '\n';
+        }
       }
-      if (bufPos_ + 1 < bufLen_ && buf_[bufPos_ + 1] == '\n') {
-        ++bufPos_;
-        c = '\n';
-      }
+      ++bufPos_;
+      buffer[n++] = c;
+      if (c == '\n') break;
     }
-    ++bufPos_;
-    buffer[n++] = c;
-    if (c == '\n') break;
+  } catch (const CFileException&) {
+    readFailed_ = true;
+    throw;
   }
   buffer[n] = '\0';
   return any ? buffer : nullptr;
@@ -177,6 +293,12 @@ void CStdioFile::WriteString(std::string_view text) {
 
 std::uint64_t CStdioFile::GetPosition() const {
   if (writing_) return written_;
+  if (gzip_ != nullptr) {
+    const Gzip& gz = *gzip_;
+    if (gz.ended && bufPos_ == bufLen_) return GetLength();  // all read; padding too
+    if (bufLen_ == 0) return gz.blockTo;
+    return gz.blockFrom + (gz.blockTo - gz.blockFrom) * bufPos_ / bufLen_;
+  }
   return bufStart_ + bufPos_;
 }
 
@@ -193,6 +315,7 @@ void CStdioFile::Close() {
   std::FILE* f = std::exchange(file_, nullptr);
   const bool flushFailed = std::fclose(f) != 0;
   const int err = errno;
+  gzip_.reset();
   buf_.clear();
   buf_.shrink_to_fit();
   if (!tempPath_.empty()) {
@@ -220,6 +343,7 @@ void CStdioFile::Abort() {
     std::remove(tempPath_.c_str());
     tempPath_.clear();
   }
+  gzip_.reset();
   buf_.clear();
 }
 
@@ -245,6 +369,14 @@ bool IsProtectedInput(const std::string& path) {
   struct stat st {};
   if (::stat(path.c_str(), &st) == 0 && p.ids.count({st.st_dev, st.st_ino})) return true;
   return p.names.count(Normalise(path)) != 0;
+}
+
+std::string WithoutGzipSuffix(const std::string& path) {
+  const std::size_t n = path.size();
+  if (n > 3 && path[n - 3] == '.' && (path[n - 2] == 'g' || path[n - 2] == 'G') &&
+      (path[n - 1] == 'z' || path[n - 1] == 'Z'))
+    return path.substr(0, n - 3);
+  return path;
 }
 
 }  // namespace orvane

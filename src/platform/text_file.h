@@ -6,6 +6,14 @@
 // own. A CR LF pair reads as a single "\n". GetPosition counts bytes of the
 // file, so a CR LF counts two.
 //
+// A file opened for reading that begins with the gzip magic bytes (1f 8b) is
+// read decompressed, whatever its name, one gzip member after the other:
+// ReadString delivers the lines of the content by the same rule. GetLength is
+// then the size of the compressed file and GetPosition the compressed bytes
+// the content read so far came from (to the nearest 64 KiB block of
+// content), so their ratio stays the share of the file read; both serve
+// progress only. Damaged or cut-off compressed data is a read error.
+//
 // Files opened for writing with modeCreate are written under a temporary name
 // in the same folder and renamed into place by Close(), so no half-written
 // file ever stands under its final name. Open refuses to write a path that has
@@ -52,7 +60,7 @@ class CStdioFile {
   // a kill as far as they got).
   static constexpr unsigned modeDirect = 0x00010000;
 
-  CStdioFile() = default;
+  CStdioFile();
   ~CStdioFile();
   CStdioFile(const CStdioFile&) = delete;
   CStdioFile& operator=(const CStdioFile&) = delete;
@@ -66,13 +74,17 @@ class CStdioFile {
 
   // Reads one piece of a line into buffer (at most limit-1 characters,
   // zero-terminated). Returns buffer, or nullptr at the end of the file when
-  // nothing was read. Throws CFileException on a read error.
+  // nothing was read. Throws CFileException on a read error; after one the
+  // file reads as ended.
   char* ReadString(char* buffer, unsigned limit);
+  // True once a read has failed: a caller that stopped at what looked like
+  // the end can tell a file cut short by a read error.
+  bool ReadFailed() const { return readFailed_; }
 
   // Writes text as it stands. Throws CFileException on a write error.
   void WriteString(std::string_view text);
 
-  // Byte offset of the next read or write.
+  // Byte offset of the next read or write (compressed files: see above).
   std::uint64_t GetPosition() const;
   // Size of the file in bytes (for a file being written: what has been
   // written so far).
@@ -85,7 +97,11 @@ class CStdioFile {
   void Abort();
 
  private:
+  struct Gzip;
   bool FillBuffer();
+  // Up to size bytes of content: the file's own bytes, or decompressed ones.
+  std::size_t ReadContent(char* buffer, std::size_t size);
+  std::size_t Inflate(char* buffer, std::size_t size);
 
   std::FILE* file_ = nullptr;
   std::string path_;
@@ -94,8 +110,10 @@ class CStdioFile {
   std::vector<char> buf_;
   std::size_t bufPos_ = 0;
   std::size_t bufLen_ = 0;
-  std::uint64_t bufStart_ = 0;  // file offset of buf_[0]
+  std::uint64_t bufStart_ = 0;  // content offset of buf_[0]
   std::uint64_t written_ = 0;
+  bool readFailed_ = false;
+  std::unique_ptr<Gzip> gzip_;  // set while a compressed file is read
 };
 
 // Declares a path as an input of the run: no CStdioFile opens it for writing
@@ -105,5 +123,9 @@ void ProtectInput(const std::string& path);
 void ClearProtectedInputs();
 // True if writing to path would write to a protected input.
 bool IsProtectedInput(const std::string& path);
+
+// The path without a final ".gz" (any case): "run.mgf.gz" gives "run.mgf", so
+// that a compressed input names its outputs as the plain one would.
+std::string WithoutGzipSuffix(const std::string& path);
 
 }  // namespace orvane

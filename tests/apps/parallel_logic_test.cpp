@@ -86,6 +86,9 @@ TEST(MgfCuts, PartsOfSimilarSizeAndNoneBelowTheLeast) {
   EXPECT_TRUE(FindMgfCuts(dir.File("in.mgf"), 4, text.size()).empty());
   EXPECT_TRUE(FindMgfCuts(dir.File("in.mgf"), 1, 1).empty());
   EXPECT_TRUE(FindMgfCuts(dir.File("missing.mgf"), 4, 1).empty());
+  // A gzip file (stored blocks show their text) is never cut.
+  WriteFile(dir.File("in.mgf.gz"), "\x1f\x8b" + text);
+  EXPECT_TRUE(FindMgfCuts(dir.File("in.mgf.gz"), 4, 1000).empty());
 }
 
 TEST(PlanUnits, DtaGroupsMgfFilesAndParts) {
@@ -176,6 +179,8 @@ TEST(TemporaryNames, StaleOnesGoLiveOnesStay) {
 TEST(OutputSafety, OutputsOfARunAndTheirClashWithInputs) {
   TempDir dir;
   EXPECT_EQ(CleanOutputPaths(1, {"/x/run.mgf"}, "/o/", true, false),
+            (std::vector<std::string>{"/o/run_c.mgf", "/o/badspectra/run_bad_c.mgf"}));
+  EXPECT_EQ(CleanOutputPaths(1, {"/x/run.mgf.gz"}, "/o/", true, false),
             (std::vector<std::string>{"/o/run_c.mgf", "/o/badspectra/run_bad_c.mgf"}));
   EXPECT_EQ(CleanOutputPaths(0, {"/x/s.1.1.2.dta"}, "/o/", false, false),
             (std::vector<std::string>{"/o/s.1.1.2_c.dta"}));

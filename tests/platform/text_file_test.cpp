@@ -1,6 +1,7 @@
 #include "platform/text_file.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <string>
 #include <vector>
@@ -149,6 +150,89 @@ TEST(TextFile, RefusesToWriteAProtectedInput) {
   EXPECT_TRUE(f.Open(input, CStdioFile::modeWrite | CStdioFile::modeCreate));
   f.Close();
   EXPECT_EQ(ReadFile(input), "");
+}
+
+
+// Each piece as a gzip member of its own, then tail as it is.
+void WriteGzip(const std::string& path, const std::vector<std::string>& members,
+               const std::string& tail = "") {
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    gzFile gz = gzopen(path.c_str(), i == 0 ? "wb" : "ab");
+    ASSERT_NE(gz, nullptr);
+    const auto n = static_cast<unsigned>(members[i].size());
+    const int written = n > 0 ? gzwrite(gz, members[i].data(), n) : 0;
+    gzclose(gz);
+    ASSERT_EQ(written, static_cast<int>(n));
+  }
+  WriteFile(path, ReadFile(path) + tail);
+}
+
+struct GzipCase {
+  const char* name;
+  std::vector<std::string> members;  // the content, cut into members
+  std::string tail;                  // bytes after the last member
+};
+
+class GzipLines : public ::testing::TestWithParam<GzipCase> {};
+
+// A gzip file reads as its content would, line for line, and its position
+// ends at its length.
+TEST_P(GzipLines, AreThoseOfThePlainFile) {
+  TempDir dir;
+  std::string content;
+  for (const auto& m : GetParam().members) content += m;
+  WriteFile(dir.File("plain.txt"), content);
+  WriteGzip(dir.File("text.gz"), GetParam().members, GetParam().tail);
+  for (unsigned limit : {255u, 7u})
+    EXPECT_EQ(ReadAll(dir.File("text.gz"), limit), ReadAll(dir.File("plain.txt"), limit));
+  CStdioFile f;
+  ASSERT_TRUE(f.Open(dir.File("text.gz"), CStdioFile::modeRead));
+  char buf[255];
+  while (f.ReadString(buf, 255) != nullptr) {}
+  EXPECT_EQ(f.GetLength(), std::filesystem::file_size(dir.File("text.gz")));
+  EXPECT_EQ(f.GetPosition(), f.GetLength());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    TextFile, GzipLines,
+    ::testing::Values(
+        // The CR of a CR LF is the last byte of the first 64 KiB block.
+        GzipCase{"CrLfAtABlockEdgeLongLineNoFinalNewline",
+                 {std::string(65535, 'q') + "\r\ntwo\n" + std::string(300, 'x') + "\r\nlast"}, ""},
+        GzipCase{"MembersCutInsideACrLf", {"a\r", "\nb\n", "c\n"}, ""},
+        GzipCase{"PaddingAfterTheLastMember", {"x\ny\n"}, std::string(8, '\0')},
+        GzipCase{"EmptyContent", {""}, ""}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// Damaged or cut-off compressed data is a read error naming the file and the
+// place in the content; the file then reads as ended.
+TEST(TextFile, BrokenGzipDataIsAReadError) {
+  TempDir dir;
+  const std::string content = std::string(99, 'z') + "\n";
+  WriteGzip(dir.File("whole.gz"), {content});
+  const std::string whole = ReadFile(dir.File("whole.gz"));
+  std::string badCrc = whole;
+  badCrc[badCrc.size() - 8] ^= 1;
+  const std::pair<std::string, std::string> cases[] = {
+      {whole.substr(0, whole.size() - 4),
+       "its gzip data ends early, after 100 bytes of content (the file is cut short)"},
+      {badCrc, "its gzip data is damaged after 100 bytes of content (incorrect data check)"},
+  };
+  for (const auto& [bytes, reason] : cases) {
+    const std::string path = dir.File("broken.gz");
+    WriteFile(path, bytes);
+    CStdioFile f;
+    ASSERT_TRUE(f.Open(path, CStdioFile::modeRead));
+    char buf[255];
+    try {
+      f.ReadString(buf, 255);
+      ADD_FAILURE() << reason;
+    } catch (const CFileException& e) {
+      EXPECT_EQ(e.Text(), "Cannot access file " + path + ": " + reason + ".");
+    }
+    EXPECT_TRUE(f.ReadFailed());
+    EXPECT_EQ(f.ReadString(buf, 255), nullptr);
+  }
 }
 
 }  // namespace
