@@ -11,6 +11,7 @@
 #include "platform/reporter.h"
 #include "platform/text_file.h"
 #include "raw/scan_access.h"
+#include "raw/scan_walk.h"
 #include "spectrum/dialect.h"
 #include "spectrum/disk_object.h"
 #include "spectrum/dta.h"
@@ -31,16 +32,6 @@ bool EndsWithNoCase(const std::string& text, const char* suffix) {
   return true;
 }
 
-void Send(CWnd* pWnd, unsigned message, WPARAM wParam, LPARAM lParam) {
-  if (pWnd != nullptr) pWnd->Send(message, wParam, lParam);
-}
-
-bool Cancelled(CEvent* pEvent, CWnd* pWnd) {
-  if (pEvent == nullptr || !pEvent->IsSignalled()) return false;
-  if (pWnd != nullptr) pWnd->Post(PM_CANCELLED, 0, 0);
-  return true;
-}
-
 // The walk both conversions share: every spectrum in file order (never the
 // range of the scan numbers), the options applied, and for each MS/MS scan
 // that stays a Dta of its peaks and the charges it is written with.
@@ -57,7 +48,7 @@ class ScanWalker {
     const RawOptions& o = *job_.pOptions;
     const std::size_t n = source_.Count();
     summary_.nScans = n;
-    Send(job_.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(n), TextParam(job_.strInput.c_str()));
+    SendIfWindow(job_.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(n), TextParam(job_.strInput.c_str()));
     if (o.nThresholdMode == 2) dMaxBasePeak_ = MaxBasePeak();
     ScanRecord record;
     Dta dta;
@@ -69,8 +60,8 @@ class ScanWalker {
         std::vector<int> charges;
         if (Take(record, dta, &charges) && !write(dta, record, charges)) return E_UNEXPECTED;
       }
-      if (Cancelled(job_.pCancelEvent, job_.pProgressWnd)) return E_ABORT;
-      Send(job_.pProgressWnd, PM_RAW_SCAN, static_cast<WPARAM>(i + 1), 0);
+      if (CancelledAfterScan(job_.pCancelEvent, job_.pProgressWnd)) return E_ABORT;
+      SendIfWindow(job_.pProgressWnd, PM_RAW_SCAN, static_cast<WPARAM>(i + 1), 0);
     }
     return S_OK;
   }
@@ -155,6 +146,20 @@ void ShowConversionError(const ScanConversion& job, const std::string& reason) {
   else ShowError(job.strInput + ": " + reason);
 }
 
+// Runs one conversion; an exception (a damaged array, a full disk) becomes
+// E_UNEXPECTED after its box.
+template <class Run>
+HRESULT Guarded(const ScanConversion& job, Run run) {
+  try {
+    return run();
+  } catch (const CFileException& e) {
+    e.ReportError();
+  } catch (const std::exception& e) {
+    ShowConversionError(job, e.what());
+  }
+  return E_UNEXPECTED;
+}
+
 HRESULT Checked(const ScanConversion& job) {
   if (job.pOptions != nullptr) return S_OK;
   ShowError("Raw2Mgf Params not present.");
@@ -199,9 +204,8 @@ HRESULT ScansToMgf(IScanSource& source, const ScanConversion& job, const std::st
   }
 
   ScanWalker walker(source, job, summary);
-  HRESULT hr = S_OK;
-  try {
-    hr = walker.Run([&](Dta& dta, const ScanRecord& r, const std::vector<int>& charges) {
+  const HRESULT hr = Guarded(job, [&] {
+    const HRESULT walked = walker.Run([&](Dta& dta, const ScanRecord& r, const std::vector<int>& charges) {
       dta.strTitle = walker.Title(r, charges.front());
       if (charges.size() > 1) dta.vCharges.assign(charges.begin(), charges.end());
       CStdioFile& file = bSplit ? *files[r.nMsLevel == 2 ? 0 : 1] : *files[0];
@@ -209,17 +213,13 @@ HRESULT ScansToMgf(IScanSource& source, const ScanConversion& job, const std::st
       ++summary.nWritten;
       return true;
     });
-    if (hr == S_OK) {
+    if (walked == S_OK)
       for (auto& f : files) f->Close();
-      summary.outputs = paths;
-      return S_OK;
-    }
-  } catch (const CFileException& e) {
-    e.ReportError();
-    hr = E_UNEXPECTED;
-  } catch (const std::exception& e) {
-    ShowConversionError(job, e.what());
-    hr = E_UNEXPECTED;
+    return walked;
+  });
+  if (hr == S_OK) {
+    summary.outputs = paths;
+    return S_OK;
   }
   for (auto& f : files) f->Abort();
   return hr;
@@ -245,9 +245,8 @@ HRESULT ScansToDta(IScanSource& source, const ScanConversion& job,
   }
 
   ScanWalker walker(source, job, summary);
-  HRESULT hr = S_OK;
-  try {
-    hr = walker.Run([&](Dta& dta, const ScanRecord& r, const std::vector<int>& charges) {
+  const HRESULT hr = Guarded(job, [&] {
+    return walker.Run([&](Dta& dta, const ScanRecord& r, const std::vector<int>& charges) {
       const double mz = dta.dMass;
       for (int z : charges) {
         const std::string level = !bSplit ? "" : r.nMsLevel == 2 ? "_ms2" : "_ms3";
@@ -263,13 +262,7 @@ HRESULT ScansToDta(IScanSource& source, const ScanConversion& job,
       }
       return true;
     });
-  } catch (const CFileException& e) {
-    e.ReportError();
-    hr = E_UNEXPECTED;
-  } catch (const std::exception& e) {
-    ShowConversionError(job, e.what());
-    hr = E_UNEXPECTED;
-  }
+  });
   if (hr != S_OK) {
     // Nothing of a failed or stopped input stands under a final name.
     for (const std::string& path : summary.outputs) std::remove(path.c_str());

@@ -14,17 +14,6 @@ bool InWindow(double dMass, const RawOptions* pOptions) {
   return dMass >= pOptions->dMinMass && dMass <= pOptions->dMaxMass;
 }
 
-void Send(CWnd* pWnd, unsigned message, WPARAM wParam, LPARAM lParam) {
-  if (pWnd != nullptr) pWnd->Send(message, wParam, lParam);
-}
-
-// The cancel test after each scan: posts PM_CANCELLED when the event is set.
-bool Cancelled(CEvent* pEvent, CWnd* pWnd) {
-  if (pEvent == nullptr || !pEvent->IsSignalled()) return false;
-  if (pWnd != nullptr) pWnd->Post(PM_CANCELLED, 0, 0);
-  return true;
-}
-
 // The charges a scan is written with: class 1 once as charge 1 if its m/z
 // fits the window; any other class as charge 2 if its MH+ for charge 2 fits,
 // and only then as charge 3 if that MH+ fits too.
@@ -54,7 +43,7 @@ HRESULT WalkRawScans(const ScanWalk& walk, const ScanWriter& write) {
   pReader->SelectController(0, 1);
   long nCount = 0;
   pReader->GetSpectrumCount(&nCount);
-  Send(walk.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(nCount),
+  SendIfWindow(walk.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(nCount),
        TextParam(walk.strRawFile.c_str()));
 
   long nFirst = 0;
@@ -89,11 +78,11 @@ HRESULT WalkRawScans(const ScanWalk& walk, const ScanWriter& write) {
           break;
         }
       }
-      if (Cancelled(walk.pCancelEvent, walk.pProgressWnd)) {
+      if (CancelledAfterScan(walk.pCancelEvent, walk.pProgressWnd)) {
         hr = E_ABORT;
         break;
       }
-      Send(walk.pProgressWnd, PM_RAW_SCAN, static_cast<WPARAM>(n), 0);
+      SendIfWindow(walk.pProgressWnd, PM_RAW_SCAN, static_cast<WPARAM>(n), 0);
     }
   }
   pReader->CloseRawFile();

@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "platform/format.h"
+#include "spectrum/dialect.h"
+
 namespace orvane {
 
 Dta& Dta::operator=(const Dta& other) {
@@ -108,6 +111,18 @@ int Dta::BlankCluster(double dMassIn, int nColumns, int nSamplingIn) {
     v = 0.0;
   }
   return count;
+}
+
+void AppendExactPeakLines(std::string& out, const Dta& dta) {
+  const unsigned n = dta.GetPeakCount();
+  for (unsigned i = 0; i < n; ++i) {
+    const double intensity = dta.GetIntensity(i);
+    if (intensity == 0.0) continue;
+    AppendExactDecimal(out, dta.GetMass(i), kPeakMzDecimals);
+    out += ' ';
+    AppendExactDecimal(out, intensity, 0);
+    out += '\n';
+  }
 }
 
 }  // namespace orvane

@@ -90,4 +90,9 @@ class Dta {
   std::string strPeakLines;
 };
 
+// Appends "m/z intensity\n" for every peak of non-zero intensity, each number
+// written without loss (m/z with at least kPeakMzDecimals decimals): the peak
+// lines of the modern DTA and MGF writers.
+void AppendExactPeakLines(std::string& out, const Dta& dta);
+
 }  // namespace orvane

@@ -67,14 +67,7 @@ HRESULT ExportDta(const char* pszPath, const Dta* pDta, MgfDialect dialect) {
   if (dialect == MgfDialect::Modern) {
     AppendExactDecimal(text, pDta->dMass, kPrecursorDecimals);
     AppendFormat(text, " %d\n", pDta->nCharge);
-    for (unsigned i = 0; i < n; ++i) {
-      const double intensity = pDta->GetIntensity(i);
-      if (intensity == 0.0) continue;
-      AppendExactDecimal(text, pDta->GetMass(i), kPeakMzDecimals);
-      text += ' ';
-      AppendExactDecimal(text, intensity, 0);
-      text += '\n';
-    }
+    AppendExactPeakLines(text, *pDta);
   } else {
     AppendFormat(text, "%.6lf %d\n", pDta->dMass, pDta->nCharge);
   }

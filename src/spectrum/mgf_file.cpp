@@ -485,14 +485,7 @@ HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComm
       // Peaks passed on unchanged keep the text they were read with.
       block += pDta->strPeakLines;
     } else {
-      for (unsigned i = 0; i < nPeaks; ++i) {
-        const double intensity = pDta->GetIntensity(i);
-        if (intensity == 0.0) continue;
-        AppendExactDecimal(block, pDta->GetMass(i), kPeakMzDecimals);
-        block += ' ';
-        AppendExactDecimal(block, intensity, 0);
-        block += '\n';
-      }
+      AppendExactPeakLines(block, *pDta);
     }
   } else {
     AppendFormat(block, "CHARGE=%d%c\n", pDta->nCharge, pDta->GetChargeSign());
