@@ -432,7 +432,8 @@ int RunClean(CleanOptions& o) {
 
   if (rawHandler != nullptr && !rawHandler(o.inputs, params)) {
     SetReporter(previous);
-    return 1;
+    // A stop while raw inputs were converted is a stop, not a failure.
+    return g_cancel.IsSignalled() ? kExitStopped : 1;
   }
 
   KeepFreedMemory();
