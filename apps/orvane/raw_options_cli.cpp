@@ -104,6 +104,11 @@ int ConvertRawModern(const ConvertJob& job, const std::string& path, const RawOp
   g_cancel.Reset();
   ScanConversionSummary summary;
   if (!ConvertScans(path, options, job.target, job.outputFolder, job.pWindow, &summary)) return 1;
+  if (summary.outputs.empty()) {
+    std::fprintf(stderr, "orvane convert: %s: none of its %zu MS/MS scans passed the options; nothing "
+                         "written\n", path.c_str(), summary.nMsMs);
+    return 0;
+  }
   std::string made;
   if (job.target == "mgf") {
     for (const std::string& out : summary.outputs) made += (made.empty() ? "" : ", ") + out;

@@ -204,23 +204,32 @@ HRESULT ScansToMgf(IScanSource& source, const ScanConversion& job, const std::st
   }
 
   ScanWalker walker(source, job, summary);
+  std::vector<std::size_t> blocks(files.size(), 0);
   const HRESULT hr = Guarded(job, [&] {
     const HRESULT walked = walker.Run([&](Dta& dta, const ScanRecord& r, const std::vector<int>& charges) {
       dta.strTitle = walker.Title(r, charges.front());
       if (charges.size() > 1) dta.vCharges.assign(charges.begin(), charges.end());
-      CStdioFile& file = bSplit ? *files[r.nMsLevel == 2 ? 0 : 1] : *files[0];
-      ExportMgf(&file, &dta, std::string(), MgfDialect::Modern);
+      const std::size_t k = bSplit && r.nMsLevel == 3 ? 1 : 0;
+      ExportMgf(files[k].get(), &dta, std::string(), MgfDialect::Modern);
+      ++blocks[k];
       ++summary.nWritten;
       return true;
     });
-    if (walked == S_OK)
-      for (auto& f : files) f->Close();
-    return walked;
-  });
-  if (hr == S_OK) {
-    summary.outputs = paths;
+    if (walked != S_OK) return walked;
+    // A file that got no spectrum is not left behind: search engines refuse
+    // empty MGF files.
+    for (std::size_t k = 0; k < files.size(); ++k) {
+      if (blocks[k] == 0) {
+        files[k]->Abort();
+      } else {
+        files[k]->Close();
+        summary.outputs.push_back(paths[k]);
+      }
+    }
     return S_OK;
-  }
+  });
+  if (hr == S_OK) return S_OK;
+  summary.outputs.clear();
   for (auto& f : files) f->Abort();
   return hr;
 }

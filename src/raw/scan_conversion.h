@@ -50,9 +50,10 @@ struct ScanConversionSummary {
 // ".mzXML" ("run.mzML.gz" gives "run").
 std::string RunNameOf(const std::string& path);
 
-// One MGF file, or <stem>_ms2.mgf and <stem>_ms3.mgf with bSplitMsLevels.
-// S_OK; E_ABORT after a stop; E_UNEXPECTED after an error box. Outputs are
-// discarded on any result but S_OK.
+// One MGF file, or <stem>_ms2.mgf and <stem>_ms3.mgf with bSplitMsLevels;
+// a file no spectrum went to is not made. S_OK; E_ABORT after a stop;
+// E_UNEXPECTED after an error box. Outputs are discarded on any result but
+// S_OK.
 HRESULT ScansToMgf(IScanSource& source, const ScanConversion& job, const std::string& strMgfFile,
                    ScanConversionSummary* pSummary);
 
