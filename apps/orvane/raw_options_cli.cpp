@@ -42,21 +42,6 @@ RawOptionsCli& g_cleanOptions = CleanRawOptions();
 
 CEvent& g_cancel = HostCancelEvent();
 
-// "run.mzML.gz" -> "run": the name the outputs of a raw file take.
-std::string RawTitle(const std::string& path) {
-  std::string name = FilePath(path).GetFileName();
-  std::string lower = name;
-  for (auto& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  for (const char* ext : {".gz", ".mzxml", ".mzml"}) {
-    const std::size_t n = std::strlen(ext);
-    if (lower.size() > n && lower.compare(lower.size() - n, n, ext) == 0) {
-      name.resize(name.size() - n);
-      lower.resize(lower.size() - n);
-    }
-  }
-  return name;
-}
-
 bool CheckRawInput(const std::string& path) {
   if (IsRawInput(path)) return true;
   ShowError(Format("Can't read %s as a raw file: only mzML and mzXML files (.mzML, .mzXML, "
@@ -140,7 +125,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
   readers::MzReader reader;
   StopSignals signals;
   g_cancel.Reset();
-  const std::string title = RawTitle(path);
+  const std::string title = RunNameOf(path);
   HRESULT hr = S_OK;
   if (job.target == "mgf") {
     const std::string mgf = job.outputFolder + title + ".mgf";

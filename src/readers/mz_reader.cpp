@@ -44,6 +44,10 @@ void MzReader::Open(const std::string& strPath) {
     CloseRawFile();
     throw;
   }
+  Index(strPath);
+}
+
+void MzReader::Index(const std::string& strPath) {
   path_ = strPath;
   byScan_.clear();
   byScan_.reserve(table_.spectra.size());
@@ -139,13 +143,7 @@ long MzReader::OpenRawFile(const std::string& strPath) {
     ShowError(lastError_);
     return status;
   }
-  path_ = strPath;
-  byScan_.clear();
-  byScan_.reserve(table_.spectra.size());
-  for (std::size_t i = 0; i < table_.spectra.size(); ++i) {
-    byScan_.emplace_back(table_.spectra[i].nScan, static_cast<int>(i));
-  }
-  std::sort(byScan_.begin(), byScan_.end());
+  Index(strPath);
   return 0;
 }
 

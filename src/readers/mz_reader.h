@@ -97,6 +97,8 @@ class MzReader final : public IRawReader, public IScanSource {
     RawPeakList peaks;
   };
 
+  // Takes the file as open: its path and the spectra by scan number.
+  void Index(const std::string& strPath);
   // Index of the spectrum with that scan number; -1 for a gap. Throws when no
   // file is open or the number lies outside the file's range.
   int Find(long nScan) const;

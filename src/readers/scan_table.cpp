@@ -1,5 +1,7 @@
 #include "readers/scan_table.h"
 
+#include "platform/format.h"
+
 #include <expat.h>
 
 #include <algorithm>
@@ -130,13 +132,7 @@ bool ParseLong(std::string_view text, long* out) {
 // Seconds made from minutes or hours, rounded to 12 significant digits (a
 // microsecond at 10,000 s, far below what any instrument times), so that
 // 24.061071666666667 minutes are 1443.6643 seconds and not 1443.6643000000201.
-double RoundedSeconds(double v) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.12g", v);
-  double rounded = v;
-  std::from_chars(text, text + std::strlen(text), rounded);
-  return rounded;
-}
+double RoundedSeconds(double v) { return RoundToSignificant(v, 12); }
 
 void SetFrom(OptionalValue* v, const char* text) {
   double d;
