@@ -37,6 +37,7 @@ unsigned BoxType(BoxKind kind) {
     case BoxKind::Plain: return 0;
     case BoxKind::Stop: return 0x10;
     case BoxKind::FileError: return 0;
+    case BoxKind::Warning: return 0x30;
   }
   return 0;
 }
@@ -48,6 +49,7 @@ const char* BoxKindName(BoxKind kind) {
     case BoxKind::Plain: return "message";
     case BoxKind::Stop: return "stop";
     case BoxKind::FileError: return "file error";
+    case BoxKind::Warning: return "warning";
   }
   return "message";
 }

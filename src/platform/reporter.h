@@ -20,6 +20,7 @@ enum class BoxKind {
   Plain,      // plain box: outputs or folders that cannot be created
   Stop,       // stop-sign box of the application: "Error cleaning %s file. ..."
   FileError,  // the report of a file exception
+  Warning,    // ours: something was set right or left out, and the run goes on
 };
 
 // The box type a Windows host would have passed: 0x10, 0x40, 0 or 0x10.
@@ -58,6 +59,7 @@ inline void ShowNote(std::string_view text) { ShowBox(BoxKind::Note, text); }
 inline void ShowPlain(std::string_view text) { ShowBox(BoxKind::Plain, text); }
 inline void ShowStop(std::string_view text) { ShowBox(BoxKind::Stop, text); }
 inline void ShowFileError(std::string_view text) { ShowBox(BoxKind::FileError, text); }
+inline void ShowWarning(std::string_view text) { ShowBox(BoxKind::Warning, text); }
 
 
 }  // namespace orvane

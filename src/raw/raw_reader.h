@@ -82,6 +82,13 @@ class IRawReader {
   virtual void GetScanHeader(long nScan, ScanHeader* pHeader) = 0;
   // 90: a trailer value by label ("Monoisotopic M/Z:", "Charge State:").
   virtual void GetScanTrailer(long nScan, const std::string& strLabel, Variant* pValue) = 0;
+
+  // Ours: the next scan number after nScan that a spectrum of the file
+  // carries, or nLast + 1 past the last one (never more than the last + 1, so
+  // a walk ends even at the largest numbers). A reader whose numbers have no
+  // gaps keeps the default. Numbers between are empty survey scans, so a
+  // walk that skips them writes the same as one that visits them.
+  virtual long NextScanAfter(long nScan, long nLast) { return nScan < nLast ? nScan + 1 : nLast + 1; }
 };
 
 }  // namespace orvane
