@@ -521,3 +521,29 @@ unsigned CountMgfSpectra(const char* pszPath) {
 }
 
 }  // namespace orvane
+
+namespace orvane {
+
+struct MgfReader::State {
+  CStdioFile& file;
+  MgfDialect dialect;
+  unsigned refused = 0;
+  std::uint64_t blockLine = 0;
+};
+
+MgfReader::MgfReader(CStdioFile& file, MgfDialect dialect) : state_(new State{file, dialect}) {}
+MgfReader::~MgfReader() { delete state_; }
+
+HRESULT MgfReader::Next(Dta* pDta) {
+  if (state_->dialect == MgfDialect::Modern) {
+    const std::string path = pDta->strPath;
+    pDta->Clear();
+    pDta->strPath = path;
+  }
+  return ImportMgf(&state_->file, pDta, state_->dialect);
+}
+
+unsigned MgfReader::Refused() const { return state_->refused; }
+std::uint64_t MgfReader::BlockLine() const { return state_->blockLine; }
+
+}  // namespace orvane
