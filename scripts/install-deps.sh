@@ -15,6 +15,10 @@ $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
   libtomlplusplus-dev \
   libexpat1-dev zlib1g-dev \
   hyperfine
+# Fuzzing (scripts/fuzz.sh): clang with libFuzzer and the sanitizer runtimes,
+# and llvm-symbolizer for readable stacks.
+$SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
+  clang libclang-rt-dev llvm
 # Benchmark packages: the search engine (and the Python its FDR helper runs on)
 # of bench/search_gain.sh.
 $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \

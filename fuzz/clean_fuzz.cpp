@@ -1,0 +1,137 @@
+// One spectrum through the per-spectrum pipeline with every stage switched
+// on, in both dialects, the way the MGF and DTA drivers call it. The first
+// bytes give the settings (each within the range the command line accepts),
+// the precursor and the charge; the rest are the peaks, as pairs of floats or
+// doubles.
+//
+//   byte 0       flags: bit 0 float pairs (else double), bit 1 soft test,
+//                bit 2 no merging, bit 3 no de-isotoping, bit 4 no
+//                deconvolution, bit 5 no noise removal, bit 6 no tag check,
+//                bit 7 run log
+//   byte 1       charge 0..9
+//   bytes 2-3    precursor m/z, 0..kMaxMz
+//   byte 4       grid step, one of kSteps
+//   bytes 5-19   the other settings, in the order of CleanOptions; a last
+//                byte below 32 protects peaks below m/z given by one more
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "cleaning/drivers.h"
+#include "frame/interfaces.h"
+#include "frame/module.h"
+#include "fuzz_util.h"
+#include "platform/class_registry.h"
+#include "platform/text_file.h"
+#include "tonalith/itonalith.h"
+
+using namespace orvane;
+
+namespace {
+
+// The m/z range of the generated peaks and precursors. Spectra as wide as a
+// file may make them are not bounded yet; widen this once they are.
+constexpr double kMaxMz = 5000.0;
+
+constexpr double kSteps[] = {0.05, 0.1, 0.02, 0.01, 0.2, 0.5, 1.0, 0.005};
+
+// The engine object and the signal-processing component, made once.
+struct Engine {
+  ComPtr<IEditMSMS> edit;
+  ComPtr<IAnalyzeMSMS> analyze;
+  ComPtr<IExportMSMS> exporter;
+  ComPtr<ITonalith> tonalith;
+
+  Engine() {
+    RegisterOrvaneModule();
+    CLSID tonalithClass{};
+    if (CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER, IID_IEditMSMS, edit.Out()) != S_OK ||
+        edit->QueryInterface(IID_IAnalyzeMSMS, analyze.Out()) != S_OK ||
+        edit->QueryInterface(IID_IExportMSMS, exporter.Out()) != S_OK ||
+        CLSIDFromProgID(kTonalithProgId, &tonalithClass) != S_OK ||
+        CoCreateInstance(tonalithClass, nullptr, CLSCTX_INPROC_SERVER, IID_ITonalith,
+                         tonalith.Out()) != S_OK) {
+      std::fprintf(stderr, "the engine could not be made\n");
+      std::abort();
+    }
+  }
+};
+
+template <class T>
+void ReadPeaks(fuzz::Bytes& in, Dta& dta) {
+  T pair[2];
+  while (in.Take(&pair)) {
+    const double mz = static_cast<double>(pair[0]);
+    const double intensity = static_cast<double>(pair[1]);
+    if (!std::isfinite(mz) || !std::isfinite(intensity)) continue;
+    dta.AddPeak(std::fmod(std::fabs(mz), kMaxMz), intensity);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::KeepBoxesQuiet();
+  static Engine engine;
+  static fuzz::ScratchFile logFile("clean.log");
+
+  fuzz::Bytes in(data, size);
+  const std::uint8_t flags = in.U8();
+  Dta dtaIn;
+  dtaIn.strTitle = "fuzz.2.2.2";
+  dtaIn.nCharge = in.U8() % 10;
+  dtaIn.dMass = in.U16() * kMaxMz / 65535.0;
+
+  CleanParams params;
+  params.dEquidistantStep = kSteps[in.U8() % 8];
+  params.bSoftBadSpectra = in.Bit(flags, 1);
+  params.bMergePeaks = !in.Bit(flags, 2);
+  params.bDeisotope = !in.Bit(flags, 3);
+  params.bDeconvolute = !in.Bit(flags, 4);
+  params.bRemoveNoise = !in.Bit(flags, 5);
+  params.bCheckSeqTags = !in.Bit(flags, 6);
+  params.bWriteLog = in.Bit(flags, 7);
+  params.dDeisotopThreshold = in.Between(0.0, 100.0);
+  params.dDeisotopFilterWidth = in.Between(0.1, 1.9);
+  params.nMaxPeriodicity = in.IntBetween(14, 400);
+  params.nMedianFilter = in.IntBetween(1, 99);
+  params.dDeconvThreshold = in.Between(0.0, 100.0);
+  params.dNoiseThreshold = in.Between(0.0, 100.0);
+  params.nBandStopFrequency = in.U8() % 5;
+  params.nSeqTagLength = in.IntBetween(1, 50);
+  params.dMassTolerance = in.Between(0.01, 10.0);
+  params.nSeqLadderIntensity = in.U8() % 101;
+  params.dMergeSpacing = in.Between(0.01, 100.0);
+  params.dProtectBelowMz = in.U8() < 32 ? in.Between(0.0, kMaxMz) : 0.0;
+
+  if (in.Bit(flags, 0)) ReadPeaks<float>(in, dtaIn);
+  else ReadPeaks<double>(in, dtaIn);
+  // The drivers clean only spectra of more than two peaks.
+  if (dtaIn.GetPeakCount() <= 2) return 0;
+
+  CStdioFile log;
+  if (params.bWriteLog) {
+    if (!log.Open(logFile.Path(), CStdioFile::modeWrite | CStdioFile::modeCreate |
+                                      CStdioFile::modeDirect | CStdioFile::typeText)) {
+      std::abort();
+    }
+    params.pLogFile = &log;
+    DumpCleanParams(params);
+  }
+
+  RunState state;
+  state.bEnoughPeaks = true;
+  state.pEditMSMS = engine.edit.Get();
+  state.pAnalyzeMSMS = engine.analyze.Get();
+  state.pExportMSMS = engine.exporter.Get();
+  state.pTonalith = engine.tonalith.Get();
+  for (MgfDialect dialect : {MgfDialect::Classic, MgfDialect::Modern}) {
+    state.dialect = dialect;
+    Dta dtaOut;
+    CleanSpectrum(state, dtaIn, &params, dtaOut);
+  }
+  if (log.IsOpen()) log.Close();
+  return 0;
+}
