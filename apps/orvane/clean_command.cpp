@@ -34,8 +34,6 @@
 namespace orvane::app {
 namespace {
 
-constexpr int kExitStopped = 130;
-
 CEvent& g_cancel = HostCancelEvent();
 
 std::string ShortName(const std::string& path) {
@@ -58,12 +56,14 @@ class ConsoleProgress final : public CWnd {
  public:
   enum class Style { Quiet, Lines, Bars };
 
-  ConsoleProgress(Style style, std::size_t nInputs) : style_(style), nInputs_(nInputs) {}
+  ConsoleProgress(Style style, const std::vector<std::string>& inputs)
+      : style_(style), nInputs_(inputs.size()), inputs_(inputs) {}
 
   void Send(unsigned message, WPARAM wParam, LPARAM lParam) override {
     const char* text = reinterpret_cast<const char*>(lParam);
     switch (message) {
       case PM_ROW_BEGIN:
+        row_ = static_cast<std::size_t>(wParam);
         rowOpen_ = true;
         rowHasTotal_ = false;
         fileDone_ = fileTotal_ = 0;
@@ -123,6 +123,24 @@ class ConsoleProgress final : public CWnd {
   }
 
   bool Cancelled() const { return cancelled_; }
+
+  // The input the engine works on, or empty before the first.
+  std::string Input() const { return row_ < inputs_.size() ? inputs_[row_] : current_; }
+
+  // An error box while the run is in hand counts against the input the
+  // engine works on.
+  void NoteError() {
+    const std::string input = Input();
+    for (auto& [name, count] : errors_)
+      if (name == input) {
+        ++count;
+        return;
+      }
+    errors_.emplace_back(input, 1u);
+  }
+  // The inputs that had errors, in the order met, with their numbers of
+  // errors.
+  const std::vector<std::pair<std::string, unsigned>>& Errors() const { return errors_; }
   // Spectra worked through: every spectrum read in MGF runs, every file in
   // DTA runs (those of 2 peaks or fewer included).
   std::size_t Spectra() const { return spectra_ + (rowOpen_ && rowHasTotal_ ? fileDone_ : 0); }
@@ -171,6 +189,9 @@ class ConsoleProgress final : public CWnd {
 
   Style style_;
   std::size_t nInputs_;
+  std::vector<std::string> inputs_;
+  std::size_t row_ = static_cast<std::size_t>(-1);
+  std::vector<std::pair<std::string, unsigned>> errors_;
   bool rowOpen_ = false;
   bool rowHasTotal_ = false;
   bool announced_ = false;
@@ -190,7 +211,14 @@ class ConsoleReporter final : public IReporter {
   void Show(BoxKind kind, std::string_view text) override {
     const std::string line = OneLine(text);
     progress_.ClearBar();
-    std::fprintf(stderr, "orvane: %s: %s\n", BoxKindName(kind), line.c_str());
+    // Inside the run a box names the input in hand, as the boxes of a
+    // parallel run do.
+    const std::string input = progress_.Input();
+    std::fprintf(stderr, "orvane: %s: %s%s%s\n", BoxKindName(kind), input.c_str(),
+                 input.empty() ? "" : ": ", line.c_str());
+    if (kind == BoxKind::Error || kind == BoxKind::FileError || kind == BoxKind::Stop ||
+        kind == BoxKind::Plain)
+      progress_.NoteError();
   }
 
  private:
@@ -273,6 +301,49 @@ void KeepFreedMemory() {
   mallopt(M_TRIM_THRESHOLD, 512 * 1024 * 1024);
 }
 
+using ErrorList = std::vector<std::pair<std::string, unsigned>>;
+
+// The end of a run that went through all of its inputs: the inputs that
+// left no output (every spectrum dropped: no empty file is made), then the
+// summary, with the inputs that had errors (exit status 1).
+int FinishRun(const CleanOptions& o, int mode, const std::string& folder, const ErrorList& errors,
+              std::size_t spectra, double seconds, const std::string& jobs) {
+  const bool modern = o.mgfDialect != "classic";
+  if (modern && mode == 1 && !o.bMergeOutput && !o.bQuiet) {
+    for (const std::string& input : o.inputs) {
+      const std::string output = CleanOutputPaths(mode, {input}, folder, false, false).front();
+      bool failed = false;
+      for (const auto& entry : errors)
+        failed = failed || entry.first == input;
+      std::error_code ec;
+      if (!failed && !std::filesystem::exists(output, ec))
+        std::fprintf(stderr, "orvane clean: %s: no spectrum left to write; no output made\n",
+                     input.c_str());
+    }
+  }
+  const char* unit = mode == 0 ? (spectra == 1 ? "DTA file" : "DTA files")
+                               : (spectra == 1 ? "spectrum" : "spectra");
+  if (!errors.empty()) {
+    std::string list;
+    for (const auto& [input, count] : errors)
+      list += Format("%s%s (%u error%s)", list.empty() ? "" : ", ", input.c_str(), count,
+                     count == 1 ? "" : "s");
+    return Fail(Format("finished with errors: %zu %s in %.3f s%s; errors in %s; outputs in %s",
+                       spectra, unit, seconds, jobs.c_str(), list.c_str(), folder.c_str()));
+  }
+  if (!o.bQuiet)
+    std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.3f s (%.1f %s/s%s); "
+                         "outputs in %s\n", spectra, unit, o.inputs.size(),
+                 o.inputs.size() == 1 ? "" : "s", seconds, seconds > 0 ? spectra / seconds : 0.0,
+                 mode == 0 ? "files" : "spectra", jobs.c_str(), folder.c_str());
+  return 0;
+}
+
+std::string StoppedText(const CleanOptions& o, const std::string& folder) {
+  if (o.mgfDialect == "classic") return "the outputs in " + folder + " hold what was cleaned so far";
+  return "the outputs of the inputs finished stay, those of the inputs in hand were discarded";
+}
+
 // Several engines at once (parallel_run.h); the same outputs and log as one.
 int RunCleanParallel(const CleanOptions& o, ParallelCleanJob& job) {
   if (!job.logFile.empty()) {
@@ -298,19 +369,15 @@ int RunCleanParallel(const CleanOptions& o, ParallelCleanJob& job) {
   const char* unit = job.nMode == 0 ? "DTA files" : "spectra";
   if (result.bStopped || g_cancel.IsSignalled()) {
     if (!o.bQuiet)
-      std::fprintf(stderr, "orvane clean: stopped after %zu %s; the outputs in %s hold what was "
-                           "cleaned so far\n", spectra, unit, job.folder.c_str());
+      std::fprintf(stderr, "orvane clean: stopped after %zu %s; %s\n", spectra, unit,
+                   StoppedText(o, job.folder).c_str());
     return kExitStopped;
   }
-  if (FAILED(result.hr))
-    return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(result.hr)));
   if (result.bJoinFailed) return Fail("the outputs of the workers could not all be joined");
-  if (!o.bQuiet)
-    std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.3f s (%.1f %s/s, "
-                         "%u jobs); outputs in %s\n", spectra, unit, o.inputs.size(),
-                 o.inputs.size() == 1 ? "" : "s", seconds, seconds > 0 ? spectra / seconds : 0.0,
-                 job.nMode == 0 ? "files" : "spectra", job.nJobs, job.folder.c_str());
-  return 0;
+  if (FAILED(result.hr) && result.errors.empty())
+    return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(result.hr)));
+  return FinishRun(o, job.nMode, job.folder, result.errors, spectra, seconds,
+                   Format(", %u jobs", job.nJobs));
 }
 
 int RunClean(CleanOptions& o) {
@@ -417,7 +484,7 @@ int RunClean(CleanOptions& o) {
       o.bQuiet ? ConsoleProgress::Style::Quiet
                : (::isatty(STDERR_FILENO) ? ConsoleProgress::Style::Bars
                                           : ConsoleProgress::Style::Lines);
-  ConsoleProgress progress(style, o.inputs.size());
+  ConsoleProgress progress(style, o.inputs);
   ConsoleReporter reporter(progress);
   IReporter* previous = SetReporter(&reporter);
 
@@ -460,11 +527,12 @@ int RunClean(CleanOptions& o) {
   const char* unit = mode == 0 ? "DTA files" : "spectra";
   if (progress.Cancelled() || g_cancel.IsSignalled()) {
     if (!o.bQuiet)
-      std::fprintf(stderr, "orvane clean: stopped after %zu %s; the outputs in %s hold what was "
-                           "cleaned so far\n", spectra, unit, folder.c_str());
+      std::fprintf(stderr, "orvane clean: stopped after %zu %s; %s\n", spectra, unit,
+                   StoppedText(o, folder).c_str());
     return kExitStopped;
   }
-  if (FAILED(hr)) return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(hr)));
+  if (FAILED(hr) && progress.Errors().empty())
+    return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(hr)));
   // Raw inputs that could not be converted were reported; the others were cleaned.
   if (const int failed = RawInputFailures(); failed > 0) {
     if (!o.bQuiet)
@@ -472,12 +540,7 @@ int RunClean(CleanOptions& o) {
                    failed, failed == 1 ? "" : "s");
     return 1;
   }
-  if (!o.bQuiet)
-    std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.3f s (%.1f %s/s); "
-                         "outputs in %s\n", spectra, unit, o.inputs.size(),
-                 o.inputs.size() == 1 ? "" : "s", seconds, seconds > 0 ? spectra / seconds : 0.0,
-                 mode == 0 ? "files" : "spectra", folder.c_str());
-  return 0;
+  return FinishRun(o, mode, folder, progress.Errors(), spectra, seconds, "");
 }
 
 const char* kCleanSummary =

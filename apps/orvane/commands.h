@@ -41,7 +41,11 @@ struct ConvertJob {
   IUnknown* pEngine;         // the engine object, its MGF dialect set
   CWnd* pWindow;             // the host window of the run
 };
-// Returns 0 on success, non-zero after a failure it has reported.
+// The exit status of a run stopped by Ctrl-C or SIGTERM.
+inline constexpr int kExitStopped = 130;
+
+// Returns 0 on success, kExitStopped after a stop, 1 after a failure it has
+// reported.
 using ConvertInputHandler = int (*)(const ConvertJob& job, const std::string& path);
 void RegisterConvertInput(const std::string& extension, ConvertInputHandler handler);
 

@@ -16,12 +16,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "commands.h"
 #include "output_safety.h"
+#include "stop_signals.h"
 #include "frame/interfaces.h"
 #include "platform/class_registry.h"
 #include "platform/format.h"
@@ -69,6 +71,28 @@ class FailureCountingReporter final : public IReporter {
   ScopedThreadReporter scope_;
 };
 
+// The host window of a conversion: a stop (Ctrl-C, SIGTERM) seen between two
+// steps ends the process there. The conversions write each output under a
+// temporary name until it is complete, so what stands under a final name
+// stays, and the outputs in progress go.
+class StopWindow final : public CWnd {
+ public:
+  explicit StopWindow(std::string folder) : folder_(std::move(folder)) {}
+  void Send(unsigned, WPARAM, LPARAM) override { StopIfAsked(); }
+  void Post(unsigned, WPARAM, LPARAM) override { StopIfAsked(); }
+  void StopIfAsked() const {
+    if (!HostCancelEvent().IsSignalled()) return;
+    RemoveOwnTemporaries(folder_);
+    std::fflush(stdout);
+    std::fprintf(stderr, "orvane convert: stopped; the outputs finished stay, the ones in progress "
+                         "were discarded\n");
+    std::_Exit(kExitStopped);
+  }
+
+ private:
+  std::string folder_;
+};
+
 // An input that can't be read is named here, before the engine sees it.
 bool Readable(const std::string& path) {
   struct stat st {};
@@ -107,6 +131,10 @@ int RewriteMgf(const ConvertJob& job, const std::string& input) {
   Dta dta;
   try {
     for (;;) {
+      if (HostCancelEvent().IsSignalled()) {
+        out.Abort();
+        return kExitStopped;
+      }
       dta.Clear();
       if (pImport->ImportMgf(&in, &dta) != S_OK) break;
       pExport->ExportMgf(&out, &dta, 2, std::string());
@@ -159,6 +187,8 @@ struct ConvertOptions {
 int RunConvert(const ConvertOptions& options) {
   FailureCountingReporter reporter;
   int status = 0;
+  StopSignals signals;
+  HostCancelEvent().Reset();
 
   ComPtr<IUnknown> engine;
   const HRESULT created =
@@ -203,11 +233,18 @@ int RunConvert(const ConvertOptions& options) {
   }
   RemoveStaleTemporaries(folder);
 
-  NullWindow window;
+  StopWindow window(folder);
   const ConvertJob job{options.target, folder, engine.Get(), &window};
   std::vector<std::string> dtaInputs;
   for (const std::string& input : options.inputs) ProtectInput(input);
+  // Each input's result: 0, 1 (reported), or a stop.
+  auto add = [&status](int result) {
+    if (result == kExitStopped) return true;
+    status |= result != 0 ? 1 : 0;
+    return false;
+  };
   for (const std::string& input : options.inputs) {
+    window.StopIfAsked();
     if (!Readable(input)) {
       status = 1;
       continue;
@@ -221,15 +258,17 @@ int RunConvert(const ConvertOptions& options) {
         status = 1;
       }
     } else if (ext == "mgf") {
-      status |= options.target == "dta" ? MgfFileToDta(job, input) : RewriteMgf(job, input);
+      if (add(options.target == "dta" ? MgfFileToDta(job, input) : RewriteMgf(job, input)))
+        window.StopIfAsked();
     } else if (auto it = InputHandlers().find(ext); it != InputHandlers().end()) {
-      status |= it->second(job, input) != 0 ? 1 : 0;
+      if (add(it->second(job, input))) window.StopIfAsked();
     } else {
       ShowError(Format("Can't convert %s: not a DTA or MGF file.", input.c_str()));
       status = 1;
     }
   }
   if (!dtaInputs.empty()) status |= DtaFilesToMgf(job, dtaInputs);
+  window.StopIfAsked();
   if (reporter.failures > 0) status = 1;
   return status;
 }

@@ -1,6 +1,7 @@
 #include "output_safety.h"
 
 #include <signal.h>
+#include <unistd.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -115,6 +116,17 @@ int RemoveStaleTemporaries(const std::string& folder) {
     if (fs::remove_all(it->path(), rec) > 0) ++removed;
   }
   return removed;
+}
+
+void RemoveOwnTemporaries(const std::string& folder) {
+  const int self = static_cast<int>(::getpid());
+  std::error_code ec;
+  std::vector<fs::path> mine;
+  for (fs::recursive_directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+    if (it.depth() > 1) it.disable_recursion_pending();
+    if (TemporaryOwner(it->path().filename().string()) == self) mine.push_back(it->path());
+  }
+  for (const fs::path& path : mine) fs::remove_all(path, ec);
 }
 
 }  // namespace orvane::app

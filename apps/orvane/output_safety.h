@@ -36,4 +36,8 @@ int TemporaryOwner(const std::string& fileName);
 // process no longer runs. Answers how many it removed.
 int RemoveStaleTemporaries(const std::string& folder);
 
+// Removes the temporary files of this process from folder and the folders in
+// it: the outputs in progress when a run is stopped.
+void RemoveOwnTemporaries(const std::string& folder);
+
 }  // namespace orvane::app

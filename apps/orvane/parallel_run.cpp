@@ -346,6 +346,20 @@ class ParallelProgress {
     std::lock_guard lock(mutex_);
     ClearBar();
     std::fprintf(stderr, "orvane: %s: %s: %s\n", BoxKindName(kind), where.c_str(), line.c_str());
+    if (kind == BoxKind::Error || kind == BoxKind::FileError || kind == BoxKind::Stop ||
+        kind == BoxKind::Plain) {
+      for (auto& [name, count] : errors_)
+        if (name == where) {
+          ++count;
+          return;
+        }
+      errors_.emplace_back(where, 1u);
+    }
+  }
+
+  std::vector<std::pair<std::string, unsigned>> Errors() const {
+    std::lock_guard lock(mutex_);
+    return errors_;
   }
 
   std::size_t Done() const {
@@ -405,6 +419,7 @@ class ParallelProgress {
   std::map<std::size_t, WPARAM> inputTotal_;
   std::size_t done_ = 0;
   std::size_t filesDone_ = 0;
+  std::vector<std::pair<std::string, unsigned>> errors_;
   bool barShown_ = false;
   std::chrono::steady_clock::time_point lastDraw_{};
 };
@@ -456,9 +471,7 @@ bool MakeFolder(const std::string& path) {
 void RunUnit(const ParallelCleanJob& job, const WorkUnit& unit, UnitState& state,
              ParallelProgress& progress, std::size_t index) {
   const std::string& first = job.inputs[unit.inputs.front()];
-  UnitReporter reporter(progress, unit.inputs.size() == 1
-                                      ? FilePath(first).GetFileName()
-                                      : FilePath(first).GetFileName() + " ...");
+  UnitReporter reporter(progress, unit.inputs.size() == 1 ? first : first + " ...");
   ScopedThreadReporter scope(&reporter);
   state.outcome = UnitState::Failed;
   state.hr = E_UNEXPECTED;
@@ -590,21 +603,42 @@ bool JoinOutput(const std::string& folder, const std::string& rel,
   return WriteJoined(target, sources);
 }
 
+// Whether the outputs of the units [first, last) are whole: in the modern
+// dialect an input's outputs are joined only when every part of it finished
+// (a part that failed or stopped has thrown its own away), as a single run
+// keeps the outputs of the inputs it finished and no others.
+bool Whole(const ParallelCleanJob& job, const std::vector<UnitState>& states, std::size_t first,
+           std::size_t last) {
+  if (job.mgfDialect == "classic") return true;
+  for (std::size_t u = first; u < last; ++u)
+    if (states[u].outcome != UnitState::Finished) return false;
+  return true;
+}
+
 bool JoinMgf(const ParallelCleanJob& job, const std::vector<WorkUnit>& units,
              const std::vector<UnitState>& states, std::size_t nJoined) {
   const CleanParams& p = job.params;
   const bool separate = p.bExportBad && p.nBadSpectraAction == 1;
   bool ok = true;
   if (p.bMergeOutput) {
+    if (!Whole(job, states, 0, units.size())) return true;
     std::vector<const UnitState*> all;
     for (std::size_t u = 0; u < nJoined; ++u) all.push_back(&states[u]);
-    ok &= JoinOutput(job.folder, "SpectraMerged_c.mgf", all, false);
-    ok &= JoinOutput(job.folder, "badspectra/SpectraMerged_b.mgf", all, separate);
+    // The modern dialect makes no merged file that no spectrum went to.
+    const bool modern = job.mgfDialect != "classic";
+    auto made = [&](const std::string& rel) {
+      for (const UnitState* u : all)
+        if (Exists(u->outFolder + rel)) return true;
+      return !modern;
+    };
+    if (made("SpectraMerged_c.mgf")) ok &= JoinOutput(job.folder, "SpectraMerged_c.mgf", all, false);
+    if (made("badspectra/SpectraMerged_b.mgf"))
+      ok &= JoinOutput(job.folder, "badspectra/SpectraMerged_b.mgf", all, separate);
     for (const char* tag : {"ms2", "ms3"}) {
       const std::string clean = Format("SpectraMerged_%s_c.mgf", tag);
-      bool made = false;
-      for (const UnitState* u : all) made = made || Exists(u->outFolder + clean);
-      if (!made) continue;
+      bool anyMade = false;
+      for (const UnitState* u : all) anyMade = anyMade || Exists(u->outFolder + clean);
+      if (!anyMade) continue;
       ok &= JoinOutput(job.folder, clean, all, false);
       if (separate)
         ok &= JoinOutput(job.folder, Format("badspectra/SpectraMerged_%s_b.mgf", tag), all, true);
@@ -616,7 +650,11 @@ bool JoinMgf(const ParallelCleanJob& job, const std::vector<WorkUnit>& units,
   for (std::size_t u = 0; u < nJoined;) {
     const std::size_t input = units[u].inputs.front();
     std::vector<const UnitState*> parts;
+    const std::size_t first = u;
     for (; u < nJoined && units[u].inputs.front() == input; ++u) parts.push_back(&states[u]);
+    std::size_t last = u;
+    while (last < units.size() && units[last].inputs.front() == input) ++last;
+    if (!Whole(job, states, first, last)) continue;
     const FilePath path(WithoutGzipSuffix(job.inputs[input]));
     const std::string clean = path.GetFileTitle() + "_c." + path.GetExtension();
     bool made = false;
@@ -701,9 +739,13 @@ ParallelCleanResult RunParallelClean(const ParallelCleanJob& job) {
   }
   progress.Finish();
   result.nSpectra = progress.Done();
+  result.errors = progress.Errors();
 
   // What a single run would have done: every unit up to the first that
   // didn't finish; that one with what it wrote before it stopped or failed.
+  // The modern dialect goes on past an input that failed, as a single run
+  // does there.
+  const bool goOn = job.mgfDialect != "classic";
   std::size_t nJoined = 0;
   for (; nJoined < units.size(); ++nJoined) {
     const UnitState& s = states[nJoined];
@@ -711,12 +753,17 @@ ParallelCleanResult RunParallelClean(const ParallelCleanJob& job) {
       result.bStopped = true;
       break;
     }
+    if (s.outcome == UnitState::Failed && goOn) {
+      if (result.hr == S_OK) result.hr = s.hr;
+      continue;
+    }
     if (s.outcome != UnitState::Finished) {
       if (s.outcome == UnitState::Stopped) result.bStopped = true;
       else result.hr = s.hr;
       ++nJoined;
       break;
     }
+    if (s.hr == S_FALSE && result.hr == S_OK) result.hr = S_FALSE;
   }
   if (job.pCancel != nullptr && job.pCancel->IsSignalled()) result.bStopped = true;
 

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "cleaning/clean_params.h"
@@ -89,6 +90,8 @@ struct ParallelCleanResult {
   bool bJoinFailed = false;          // a joined output couldn't be written (reported)
   std::size_t nSpectra = 0;          // spectra (MGF) or files (DTA) worked through
   std::size_t nUnits = 0;
+  // Inputs (as the boxes named them) that had errors, with their numbers.
+  std::vector<std::pair<std::string, unsigned>> errors;
 };
 
 // Runs the job on up to nJobs threads and joins the results into the output

@@ -88,7 +88,8 @@ int ConvertRawModern(const ConvertJob& job, const std::string& path, const RawOp
   StopSignals signals;
   g_cancel.Reset();
   ScanConversionSummary summary;
-  if (!ConvertScans(path, options, job.target, job.outputFolder, job.pWindow, &summary)) return 1;
+  if (!ConvertScans(path, options, job.target, job.outputFolder, job.pWindow, &summary))
+    return g_cancel.IsSignalled() ? kExitStopped : 1;
   if (summary.outputs.empty()) {
     std::fprintf(stderr, "orvane convert: %s: none of its %zu MS/MS scans passed the options; nothing "
                          "written\n", path.c_str(), summary.nMsMs);
@@ -153,11 +154,22 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
       }
     }
   }
-  if (g_cancel.IsSignalled()) {
-    ShowError(Format("Conversion of %s cancelled.", path.c_str()));
-    return 1;
+  const bool stopped = g_cancel.IsSignalled();
+  const bool failed = FAILED(hr) || !reader.LastError().empty();
+  if ((stopped || failed) && job.target == "mgf") {
+    // What stands under a final name is complete: the blocks a stopped or
+    // failed conversion wrote go with it.
+    const std::string stem = job.outputFolder + title;
+    for (const std::string& name : options.bSplitMsLevels
+                                       ? std::vector<std::string>{stem + "_ms2.mgf", stem + "_ms3.mgf"}
+                                       : std::vector<std::string>{stem + ".mgf"})
+      std::remove(name.c_str());
   }
-  return FAILED(hr) ? 1 : 0;
+  if (stopped) {
+    ShowNote(Format("Conversion of %s stopped; its MGF output was not kept.", path.c_str()));
+    return kExitStopped;
+  }
+  return failed ? 1 : 0;
 }
 
 // The folder the conversions of a clean run are made in, removed with

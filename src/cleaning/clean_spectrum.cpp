@@ -2,6 +2,7 @@
 // which their separate votes are folded into one peak list; what each stage
 // computes is the stage's own business.
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <string>
 #include <vector>
@@ -115,6 +116,25 @@ bool DeconvoluteCharge(RunState& state, const CleanParams& params, int nCharge, 
   return true;
 }
 
+// Why the modern pipeline can't take a spectrum, or empty: peaks must be
+// finite, in ascending m/z, of positive m/z up to kMaxUsableMz and of
+// intensity 0 or more. The readers see to it for files; this guards what a
+// host hands in.
+std::string UnusablePeaks(const Dta& dta) {
+  const std::size_t n = std::min<std::size_t>({dta.GetPeakCount(), dta.vMass.size(), dta.vIntensity.size()});
+  for (std::size_t k = 0; k < n; ++k) {
+    const double mz = dta.vMass[k];
+    const double intensity = dta.vIntensity[k];
+    if (!(mz > 0.0 && mz <= kMaxUsableMz))
+      return Format("peak %zu has the m/z %g, outside 0 to %g", k + 1, mz, kMaxUsableMz);
+    if (!(intensity >= 0.0 && intensity < HUGE_VAL))
+      return Format("peak %zu has the intensity %g", k + 1, intensity);
+    if (k > 0 && mz < dta.vMass[k - 1])
+      return Format("its peaks are not in ascending m/z (%g after %g)", mz, dta.vMass[k - 1]);
+  }
+  return {};
+}
+
 int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dta& dtaOut) {
   if (state.pEditMSMS == nullptr || state.pTonalith == nullptr || state.pAnalyzeMSMS == nullptr ||
       state.pExportMSMS == nullptr) {
@@ -123,6 +143,13 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
   }
 
   const bool bModern = state.dialect == MgfDialect::Modern;
+  if (bModern) {
+    if (const std::string why = UnusablePeaks(dtaIn); !why.empty()) {
+      ShowError(Format("The spectrum \"%s\" can't be cleaned: %s", dtaIn.strTitle.c_str(),
+                       why.c_str()));
+      return -1;
+    }
+  }
   Dta dtaWork(dtaIn);
   dtaWork.strPeakLines.clear();
   const std::uint32_t nPeaksIn = dtaIn.GetPeakCount();

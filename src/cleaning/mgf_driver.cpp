@@ -30,6 +30,8 @@ struct OutputPair {
   std::unique_ptr<CStdioFile> pClean;
   std::unique_ptr<CStdioFile> pBad;
   bool bOpened = false;
+  unsigned nClean = 0;  // spectra written to each
+  unsigned nBad = 0;
 };
 
 // MS level of an input by its title: 1 for a title ending in "ms2", 2 for
@@ -63,13 +65,25 @@ class MgfDriver {
       ShowError(e.what());
       hr = E_UNEXPECTED;
     }
-    CloseAll();
+    // The modern dialect leaves no output under its name that is not
+    // complete: a stop or a failure throws away what is in progress.
+    if (Modern() && hr != S_OK)
+      AbortAll();
+    else
+      CloseAll();
     frame_.Close();
+    // An output that could not be completed (a full disk at the last
+    // flush) fails the run in the modern dialect.
+    // A spectrum that could not be cleaned (reported) leaves complete outputs
+    // behind: S_FALSE.
+    if (hr == S_OK && Modern() && (nFailedInputs_ > 0 || bCloseFailed_)) hr = E_FAIL;
+    if (hr == S_OK && Modern() && nFailedSpectra_ > 0) hr = S_FALSE;
     return hr;
   }
 
  private:
   bool SeparateBad() const { return params_.bExportBad && params_.nBadSpectraAction == 1; }
+  bool Modern() const { return state_.dialect == MgfDialect::Modern; }
 
   HRESULT RunFiles() {
     if (params_.bMergeOutput) {
@@ -104,7 +118,11 @@ class MgfDriver {
     CFileException error;
     if (!input_.Open(path, kReadDenyWrite, &error)) {
       error.ReportError();
-      return E_UNEXPECTED;
+      if (!Modern()) return E_UNEXPECTED;
+      // The other inputs are cleaned all the same; the run ends failed.
+      ++nFailedInputs_;
+      SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(nRow));
+      return S_OK;
     }
 
     // run.mgf.gz names its outputs as run.mgf would.
@@ -163,12 +181,13 @@ class MgfDriver {
       WriteLogRule(params_, dtaIn.strTitle);
       if (FAILED(hr)) {
         ShowError("Couldn't import data");
+        if (Modern()) return FailInput(hr);
         return hr;
       }
       state_.bEnoughPeaks = dtaIn.GetPeakCount() > 2;
       // A read error (damaged gzip data, say) has shown its box and looks
       // like the end of the file: the run fails instead of passing for whole.
-      if (hr == S_FALSE && input_.ReadFailed()) return E_FAIL;
+      if (hr == S_FALSE && input_.ReadFailed()) return Modern() ? FailInput(E_FAIL) : E_FAIL;
       if (hr == S_FALSE) break;
 
       if (state_.bEnoughPeaks) {
@@ -196,6 +215,17 @@ class MgfDriver {
     return S_OK;
   }
 
+  // The modern dialect: an input that fails midway leaves no output of its
+  // own; the run goes on with the next input and ends failed. Merged outputs
+  // can't drop what the input gave them, so there the run ends.
+  HRESULT FailInput(HRESULT hr) {
+    if (params_.bMergeOutput) return hr;
+    if (input_.IsOpen()) CloseFile(input_);
+    AbortPair(perInput_);
+    ++nFailedInputs_;
+    return S_OK;
+  }
+
   HRESULT WriteSpectrum(OutputPair& pair, int nResult, Dta& dtaIn, Dta& dtaOut,
                         const std::string& comment, std::int32_t nExportOption) {
     if (pair.pClean == nullptr) {
@@ -203,14 +233,40 @@ class MgfDriver {
       return E_UNEXPECTED;
     }
     IExportMSMS* pExport = state_.pExportMSMS;
+    if (Modern() && nResult <= 0) {
+      // A spectrum the pipeline could not take (its stage said why) is no
+      // empty block: it goes nowhere, or as it was read to the bad output.
+      ++nFailedSpectra_;
+      const bool bKeep = SeparateBad() && pair.pBad != nullptr;
+      ShowError(Format("The spectrum \"%s\" could not be cleaned; %s", dtaIn.strTitle.c_str(),
+                       bKeep ? "it goes to the bad spectra as it was read" : "it is left out"));
+      if (bKeep) {
+        pExport->ExportMgf(pair.pBad.get(), &dtaIn, nExportOption, comment);
+        ++pair.nBad;
+      }
+      return S_OK;
+    }
+    if (nResult < 4 && Modern() && dtaOut.GetPeakCount() == 0) {
+      ShowWarning(Format("The spectrum \"%s\" has no peak left after cleaning; it is left out",
+                         dtaIn.strTitle.c_str()));
+      return S_OK;
+    }
     if (nResult < 4) {
       pExport->ExportMgf(pair.pClean.get(), &dtaOut, nExportOption, comment);
+      ++pair.nClean;
       return S_OK;
     }
     if (!params_.bExportBad) return S_OK;
     switch (params_.nBadSpectraAction) {
       case 0:
-        pExport->ExportMgf(pair.pClean.get(), &dtaOut, 2, std::string());
+        // The modern dialect writes the bad spectrum as it was cleaned: a
+        // spectrum the tag check refused has no cleaned peaks, so it goes
+        // as it was read rather than as an empty block.
+        if (Modern() && dtaOut.GetPeakCount() == 0)
+          pExport->ExportMgf(pair.pClean.get(), &dtaIn, 2, std::string());
+        else
+          pExport->ExportMgf(pair.pClean.get(), &dtaOut, 2, std::string());
+        ++pair.nClean;
         return S_OK;
       case 1:
         if (pair.pBad == nullptr) {
@@ -219,6 +275,7 @@ class MgfDriver {
         }
         // A separated bad spectrum is the spectrum as it was read.
         pExport->ExportMgf(pair.pBad.get(), &dtaIn, nExportOption, comment);
+        ++pair.nBad;
         return S_OK;
       default:
         return S_OK;
@@ -238,15 +295,20 @@ class MgfDriver {
     return true;
   }
 
-  static void CloseFile(CStdioFile& file) {
+  void CloseFile(CStdioFile& file) {
     try {
       file.Close();
     } catch (const CFileException& e) {
       e.ReportError();
+      bCloseFailed_ = true;
     }
   }
 
   void ClosePair(OutputPair& pair) {
+    // The modern dialect leaves no empty file, which a search engine would
+    // refuse.
+    if (pair.pClean && Modern() && pair.nClean == 0) pair.pClean->Abort();
+    if (pair.pBad && Modern() && pair.nBad == 0) pair.pBad->Abort();
     if (pair.pClean) CloseFile(*pair.pClean);
     if (pair.pBad && pair.pBad->IsOpen()) {
       // A bad file that got nothing isn't left behind.
@@ -266,12 +328,27 @@ class MgfDriver {
     for (OutputPair& pair : merged_) ClosePair(pair);
   }
 
+  static void AbortPair(OutputPair& pair) {
+    if (pair.pClean) pair.pClean->Abort();
+    if (pair.pBad) pair.pBad->Abort();
+    pair = OutputPair{};
+  }
+
+  void AbortAll() {
+    if (input_.IsOpen()) CloseFile(input_);
+    AbortPair(perInput_);
+    for (OutputPair& pair : merged_) AbortPair(pair);
+  }
+
   RunState& state_;
   CleanParams& params_;
   RunFrame frame_;
   CStdioFile input_;
   OutputPair perInput_;
   OutputPair merged_[3];  // general, MS2, MS3
+  bool bCloseFailed_ = false;
+  unsigned nFailedInputs_ = 0;   // modern dialect: inputs that could not be read to their end
+  unsigned nFailedSpectra_ = 0;  // modern dialect: spectra the pipeline could not take
 };
 
 }  // namespace

@@ -180,9 +180,9 @@ int EstimateChargeClass(double dPrecursorMz, const Dta* pDta) {
   return 0.1 * below < above ? 2 : 1;
 }
 
-double GetMaxBasePeak(IRawReader* pReader, int nFirst, int nLast) {
+double GetMaxBasePeak(IRawReader* pReader, long nFirst, long nLast) {
   double dMax = 0.0;
-  for (int s = nFirst; s < nLast; ++s) {
+  for (long s = nFirst; s < nLast; s = pReader->NextScanAfter(s, nLast)) {
     ScanHeader header;
     pReader->GetScanHeader(s, &header);
     dMax = std::max(dMax, header.dBasePeakIntensity);

@@ -42,7 +42,7 @@ int EstimateChargeClass(double dPrecursorMz, const Dta* pDta);
 
 // The largest base peak intensity of the scans nFirst .. nLast-1; 0.0 when
 // there are none.
-double GetMaxBasePeak(IRawReader* pReader, int nFirst, int nLast);
+double GetMaxBasePeak(IRawReader* pReader, long nFirst, long nLast);
 
 // The MS level the filter text names: the number right behind the first
 // "ms", 1 for "ms " (a survey scan), 0 when there is no "ms" at all.

@@ -51,7 +51,7 @@ HRESULT WalkRawScans(const ScanWalk& walk, const ScanWriter& write) {
   pReader->GetFirstScan(&nFirst);
   pReader->GetLastScan(&nLast);
   const double dMaxBasePeak =
-      GetMaxBasePeak(pReader, static_cast<int>(nFirst), static_cast<int>(nLast));
+      GetMaxBasePeak(pReader, nFirst, nLast);
 
   HRESULT hr = S_OK;
   if (walk.bRejectLastScanZero && nLast == 0) {
@@ -59,7 +59,9 @@ HRESULT WalkRawScans(const ScanWalk& walk, const ScanWriter& write) {
   } else {
     Dta dta;
     unsigned long n = 0;
-    for (long s = nFirst; s <= nLast; ++s) {
+    // Numbers no spectrum carries are empty survey scans: the reader lets the
+    // walk skip them, so a file numbered 1 and 9,000,000,000 is two steps.
+    for (long s = nFirst; s <= nLast; s = pReader->NextScanAfter(s, nLast)) {
       dta.Clear();
       ScanInfo scan;
       scan.nScan = static_cast<int>(s);

@@ -39,4 +39,9 @@ inline constexpr int kComputedMassDigits = 12;
 inline constexpr int kPeakMzDecimals = 5;
 inline constexpr int kPrecursorDecimals = 6;
 
+// The largest m/z the modern readers take and the modern cleaning works on:
+// above what any instrument measures, and it bounds the 0.05 grid of one
+// spectrum at two million points.
+inline constexpr double kMaxUsableMz = 100000.0;
+
 }  // namespace orvane
