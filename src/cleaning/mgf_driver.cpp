@@ -209,6 +209,9 @@ class MgfDriver {
       if (StopRequested(params_)) return E_ABORT;
     }
 
+    // Spectra the reader refused (each reported) leave the outputs whole, as
+    // those the pipeline could not take.
+    if (Modern()) nFailedSpectra_ += MgfReader(input_, MgfDialect::Modern).Refused();
     input_.Close();
     if (!params_.bMergeOutput) ClosePair(perInput_);
     SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(nRow));

@@ -215,36 +215,6 @@ TEST(CleanCommand, DtaInputs) {
   }
 }
 
-// Starts orvane with args, stderr and stdout to files; answers its process id.
-TEST(CleanCommand, SigintStopsAfterTheSpectrumInHand) {
-  TempDir dir;
-  const int total = 4000;
-  const std::string input = SmallMgf(dir, "big.mgf", total);
-  const std::string log = dir.File("run.log");
-  // One engine: the log grows as the run goes, and the stop closes the
-  // outputs of the file in hand.
-  const pid_t pid =
-      test::SpawnOrvane({"clean", "--jobs", "1", "--log", log, "-o", dir.File("out"), input}, dir.File("err"));
-  ASSERT_GT(pid, 0);
-  // Wait until the run is under way: the log has the rule of a spectrum.
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (ReadFile(log).find("synthetic.2.2") == std::string::npos &&
-         std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  ASSERT_EQ(kill(pid, SIGINT), 0);
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status)) << "killed by signal " << WTERMSIG(status);
-  EXPECT_EQ(WEXITSTATUS(status), 130);
-  EXPECT_THAT(ReadFile(dir.File("err")), HasSubstr("stopped after"));
-  // The outputs are closed under their names and hold what was done.
-  const auto clean = ReadSpectra(dir.File("out/big_c.mgf"));
-  const auto bad = ReadSpectra(dir.File("out/badspectra/big_bad_c.mgf"));
-  EXPECT_GE(clean.size() + bad.size(), 2u);
-  EXPECT_LT(clean.size() + bad.size(), static_cast<std::size_t>(total));
-  for (const auto& f : ListFiles(dir.File("out"))) EXPECT_EQ(f.find(".part-"), std::string::npos) << f;
-}
-
 // The real runs of shared/data: defaults, and concatenation.
 TEST(CleanCommand, RealDataWithDefaultsReadsBack) {
   ORVANE_REQUIRE_DATA(bsa, "bsa/BSA1.mgf");
