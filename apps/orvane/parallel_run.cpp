@@ -50,6 +50,23 @@ bool StartsWith(const char* text, std::size_t length, const char* prefix) {
 // so nothing of it can be taken for the start of another block.
 constexpr std::size_t kShortLine = 200;
 
+// Reads one line, keeping its first characters in head (zero-terminated):
+// however long the line, no more of it is held. Answers its length in bytes,
+// 0 at the end of the file.
+std::size_t ReadLineHead(std::FILE* file, char (&head)[kShortLine + 2]) {
+  // Byte by byte: only the few lines around a cut are read, and a NUL byte
+  // inside a line counts as the byte it is.
+  std::size_t length = 0;
+  int c = 0;
+  while ((c = std::getc(file)) != EOF) {
+    if (length + 1 < sizeof head) head[length] = static_cast<char>(c);
+    ++length;
+    if (c == '\n') break;
+  }
+  head[std::min(length, sizeof head - 1)] = '\0';
+  return length;
+}
+
 // The first cut at or after offset, or 0 if there is none.
 std::uint64_t CutAtOrAfter(std::FILE* file, std::uint64_t offset) {
   // Start a little early and skip to the end of that line, so that the lines
@@ -57,36 +74,32 @@ std::uint64_t CutAtOrAfter(std::FILE* file, std::uint64_t offset) {
   const std::uint64_t from = offset > 1024 ? offset - 1024 : 0;
   if (std::fseek(file, static_cast<long>(from), SEEK_SET) != 0) return 0;
   std::uint64_t pos = from;
-  char* line = nullptr;
-  std::size_t capacity = 0;
-  ssize_t length = 0;
+  char line[kShortLine + 2];
+  std::size_t length = 0;
   if (from > 0) {
-    length = ::getline(&line, &capacity, file);
-    if (length <= 0) {
-      std::free(line);
-      return 0;
-    }
-    pos += static_cast<std::uint64_t>(length);
+    length = ReadLineHead(file, line);
+    if (length == 0) return 0;
+    pos += length;
   }
   // Between blocks: after a short END IONS line, over short lines that the
   // reader skips there (blank lines, say), up to the next BEGIN IONS.
   bool between = false;
   std::uint64_t cut = 0;
-  while ((length = ::getline(&line, &capacity, file)) > 0) {
-    const auto n = static_cast<std::size_t>(length);
-    if (StartsWith(line, n, "BEGIN IONS")) {
+  while ((length = ReadLineHead(file, line)) > 0) {
+    const std::size_t n = length;
+    const std::size_t held = std::min(n, sizeof line - 1);
+    if (StartsWith(line, held, "BEGIN IONS")) {
       if (between && pos >= offset) {
         cut = pos;
         break;
       }
-    } else if (n <= kShortLine && StartsWith(line, n, "END IONS")) {
+    } else if (n <= kShortLine && StartsWith(line, held, "END IONS")) {
       between = true;
     } else if (n > kShortLine) {
       between = false;
     }
     pos += n;
   }
-  std::free(line);
   return cut;
 }
 
