@@ -237,16 +237,23 @@ int RunConvert(const ConvertOptions& options) {
   const ConvertJob job{options.target, folder, engine.Get(), &window};
   std::vector<std::string> dtaInputs;
   for (const std::string& input : options.inputs) ProtectInput(input);
-  // Each input's result: 0, 1 (reported), or a stop.
-  auto add = [&status](int result) {
+  // Each input's result: 0, 1 (reported), or a stop. An input counts as
+  // failed when it says so or when an error was shown while it was in hand.
+  std::vector<std::string> failed;
+  std::string current;
+  int failuresBefore = 0;
+  auto add = [&](int result) {
     if (result == kExitStopped) return true;
+    if (result != 0 || reporter.failures > failuresBefore) failed.push_back(current);
     status |= result != 0 ? 1 : 0;
     return false;
   };
   for (const std::string& input : options.inputs) {
     window.StopIfAsked();
+    current = input;
+    failuresBefore = reporter.failures;
     if (!Readable(input)) {
-      status = 1;
+      add(1);
       continue;
     }
     const std::string ext = LowerExtension(input);
@@ -255,7 +262,7 @@ int RunConvert(const ConvertOptions& options) {
         dtaInputs.push_back(input);
       } else {
         ShowError(Format("%s is a DTA file already: nothing to convert.", input.c_str()));
-        status = 1;
+        add(1);
       }
     } else if (ext == "mgf") {
       if (add(options.target == "dta" ? MgfFileToDta(job, input) : RewriteMgf(job, input)))
@@ -264,12 +271,22 @@ int RunConvert(const ConvertOptions& options) {
       if (add(it->second(job, input))) window.StopIfAsked();
     } else {
       ShowError(Format("Can't convert %s: not a DTA or MGF file.", input.c_str()));
-      status = 1;
+      add(1);
     }
   }
-  if (!dtaInputs.empty()) status |= DtaFilesToMgf(job, dtaInputs);
+  if (!dtaInputs.empty()) {
+    current = dtaInputs.size() == 1 ? dtaInputs.front() : Format("the %zu DTA files", dtaInputs.size());
+    failuresBefore = reporter.failures;
+    add(DtaFilesToMgf(job, dtaInputs));
+  }
   window.StopIfAsked();
   if (reporter.failures > 0) status = 1;
+  if (status != 0) {
+    std::string list;
+    for (const std::string& name : failed) list += (list.empty() ? "" : ", ") + name;
+    std::fprintf(stderr, "orvane convert: finished with errors%s%s\n", list.empty() ? "" : " in ",
+                 list.c_str());
+  }
   return status;
 }
 
