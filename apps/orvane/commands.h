@@ -4,9 +4,11 @@
 #include <CLI/CLI.hpp>
 
 #include <string>
+#include <string_view>
 
 #include "frame/interfaces.h"
 #include "platform/host_window.h"
+#include "platform/reporter.h"
 
 namespace orvane::app {
 
@@ -41,6 +43,22 @@ struct ConvertJob {
   IUnknown* pEngine;         // the engine object, its MGF dialect set
   CWnd* pWindow;             // the host window of the run
 };
+// While it lives, passes every box of this thread on to the reporter that was
+// there before, and counts those that tell of a failure.
+class ErrorCountingReporter final : public IReporter {
+ public:
+  ErrorCountingReporter() : scope_(this) {}
+  void Show(BoxKind kind, std::string_view text) override {
+    if (kind == BoxKind::FileError || kind == BoxKind::Error || kind == BoxKind::Stop) ++failures;
+    ScopedThreadReporter outer(nullptr);
+    ShowBox(kind, text);
+  }
+  int failures = 0;
+
+ private:
+  ScopedThreadReporter scope_;
+};
+
 // The exit status of a run stopped by Ctrl-C or SIGTERM.
 inline constexpr int kExitStopped = 130;
 

@@ -55,22 +55,6 @@ std::string LowerExtension(const std::string& path) {
   return e;
 }
 
-// Passes every box on to the reporter that was there before, and remembers
-// whether one of them told of a failed file.
-class FailureCountingReporter final : public IReporter {
- public:
-  FailureCountingReporter() : scope_(this) {}
-  void Show(BoxKind kind, std::string_view text) override {
-    if (kind == BoxKind::FileError || kind == BoxKind::Error || kind == BoxKind::Stop) ++failures;
-    ScopedThreadReporter outer(nullptr);
-    ShowBox(kind, text);
-  }
-  int failures = 0;
-
- private:
-  ScopedThreadReporter scope_;
-};
-
 // The host window of a conversion: a stop (Ctrl-C, SIGTERM) seen between two
 // steps ends the process there. The conversions write each output under a
 // temporary name until it is complete, so what stands under a final name
@@ -185,7 +169,7 @@ struct ConvertOptions {
 };
 
 int RunConvert(const ConvertOptions& options) {
-  FailureCountingReporter reporter;
+  ErrorCountingReporter reporter;
   int status = 0;
   StopSignals signals;
   HostCancelEvent().Reset();

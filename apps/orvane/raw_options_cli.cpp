@@ -124,6 +124,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
   }
   RawOptions options = ToRawOptions(g_convertOptions);
   readers::MzReader reader;
+  ErrorCountingReporter errors;
   StopSignals signals;
   g_cancel.Reset();
   const std::string title = RunNameOf(path);
@@ -131,7 +132,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
   if (job.target == "mgf") {
     const std::string mgf = job.outputFolder + title + ".mgf";
     hr = pConvert->RawToMgf(path, mgf, &reader, &options, &g_cancel, job.pWindow);
-    if (hr == S_OK && reader.LastError().empty()) {
+    if (hr == S_OK && reader.LastError().empty() && errors.failures == 0) {
       if (options.bSplitMsLevels) {
         std::printf("%s -> %s%s_ms2.mgf, %s%s_ms3.mgf\n", path.c_str(), job.outputFolder.c_str(),
                     title.c_str(), job.outputFolder.c_str(), title.c_str());
@@ -143,7 +144,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
     StringList all, ms2, ms3;
     hr = pConvert->RawToDta(path, job.outputFolder, &reader, &options, &all, &ms2, &ms3,
                             &g_cancel, job.pWindow);
-    if (hr == S_OK && reader.LastError().empty()) {
+    if (hr == S_OK && reader.LastError().empty() && errors.failures == 0) {
       if (options.bSplitMsLevels) {
         std::printf("%s -> %sdta_converted_ms2/ (%zu files), %sdta_converted_ms3/ (%zu files)\n",
                     path.c_str(), job.outputFolder.c_str(), ms2.size(), job.outputFolder.c_str(),
@@ -155,7 +156,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
     }
   }
   const bool stopped = g_cancel.IsSignalled();
-  const bool failed = FAILED(hr) || !reader.LastError().empty();
+  const bool failed = FAILED(hr) || !reader.LastError().empty() || errors.failures > 0;
   if ((stopped || failed) && job.target == "mgf") {
     // What stands under a final name is complete: the blocks a stopped or
     // failed conversion wrote go with it.

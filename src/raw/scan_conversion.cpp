@@ -54,7 +54,12 @@ class ScanWalker {
     Dta dta;
     for (std::size_t i = 0; i < n; ++i) {
       source_.Header(i, &record);
-      if (record.nMsLevel >= 2 && (!o.bSplitMsLevels || record.nMsLevel <= 3)) {
+      if (!record.strRefusal.empty()) {
+        // A spectrum no instrument can have: said, left out, and the rest of
+        // the file goes on.
+        ShowError(record.strRefusal);
+        ++summary_.nRefused;
+      } else if (record.nMsLevel >= 2 && (!o.bSplitMsLevels || record.nMsLevel <= 3)) {
         ++summary_.nMsMs;
         source_.Peaks(i, &record);
         std::vector<int> charges;
@@ -79,6 +84,7 @@ class ScanWalker {
     ScanRecord record;
     for (std::size_t i = 0; i < source_.Count(); ++i) {
       source_.Header(i, &record);
+      if (!record.strRefusal.empty()) continue;
       if (record.dBasePeakIntensity < 0.0) {
         source_.Peaks(i, &record);
         record.dBasePeakIntensity = 0.0;

@@ -43,6 +43,7 @@ struct ScanConversionSummary {
   std::size_t nWritten = 0;          // MGF blocks or DTA files written
   std::size_t nNoPeaks = 0;          // MS/MS scans left out: no peaks, or too few
   std::size_t nOutsideWindow = 0;    // MS/MS scans left out: no charge inside the MH+ window
+  std::size_t nRefused = 0;          // spectra refused by the reader (each reported)
   std::vector<std::string> outputs;  // files made, in order
 };
 
