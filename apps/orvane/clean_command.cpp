@@ -213,7 +213,8 @@ class ConsoleReporter final : public IReporter {
     progress_.ClearBar();
     // Inside the run a box names the input in hand, as the boxes of a
     // parallel run do.
-    const std::string input = progress_.Input();
+    std::string input = progress_.Input();
+    if (line.compare(0, input.size(), input) == 0) input.clear();  // it names the file already
     std::fprintf(stderr, "orvane: %s: %s%s%s\n", BoxKindName(kind), input.c_str(),
                  input.empty() ? "" : ": ", line.c_str());
     if (kind == BoxKind::Error || kind == BoxKind::FileError || kind == BoxKind::Stop ||

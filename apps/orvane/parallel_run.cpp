@@ -358,7 +358,11 @@ class ParallelProgress {
     const std::string line = OneLine(text);
     std::lock_guard lock(mutex_);
     ClearBar();
-    std::fprintf(stderr, "orvane: %s: %s: %s\n", BoxKindName(kind), where.c_str(), line.c_str());
+    // A box that names the file already goes without the prefix.
+    if (line.compare(0, where.size(), where) == 0)
+      std::fprintf(stderr, "orvane: %s: %s\n", BoxKindName(kind), line.c_str());
+    else
+      std::fprintf(stderr, "orvane: %s: %s: %s\n", BoxKindName(kind), where.c_str(), line.c_str());
     if (kind == BoxKind::Error || kind == BoxKind::FileError || kind == BoxKind::Stop ||
         kind == BoxKind::Plain) {
       for (auto& [name, count] : errors_)
