@@ -14,6 +14,7 @@
 #include "spectrum/dta.h"
 #include "spectrum/dta_file.h"
 #include "spectrum/file_path.h"
+#include "spectrum/mgf_file.h"
 
 namespace orvane::app {
 namespace {
@@ -27,44 +28,55 @@ bool HasExtension(const std::string& path, const char* ext) {
   return e == ext;
 }
 
-int InfoDta(const std::string& path) {
+int InfoDta(const std::string& path, MgfDialect dialect) {
   Dta dta;
-  if (ImportDta(path.c_str(), &dta) != S_OK) return 1;
+  if (ImportDta(path.c_str(), &dta, dialect) != S_OK) return 1;  // it has shown why
   std::printf("%s\ttitle=%s\tmass=%.6f\tcharge=%d\tpeaks=%u\n", path.c_str(), dta.strTitle.c_str(),
               dta.dMass, dta.nCharge, dta.GetPeakCount());
   return 0;
 }
 
 // Spectra, the charges seen with how often, and the peaks of an MGF file, read
-// block by block through the engine's ImportMgf in the chosen dialect.
-int InfoMgf(IImportMSMS* pImport, const std::string& path) {
+// spectrum by spectrum in the chosen dialect. A spectrum that states several
+// charges counts under each. Spectra the modern dialect refuses (each has
+// shown its box) are counted as refused=N, and the file fails.
+int InfoMgf(const std::string& path, MgfDialect dialect) {
   CStdioFile file;
   CFileException error;
   if (!file.Open(path, CStdioFile::modeRead | CStdioFile::shareDenyWrite, &error)) {
     error.ReportError();
     return 1;
   }
+  MgfReader reader(file, dialect);
   unsigned spectra = 0;
   unsigned long long peaks = 0;
   std::map<int, unsigned> charges;
   Dta dta;
+  HRESULT hr = S_OK;
   for (;;) {
     dta.Clear();
-    if (pImport->ImportMgf(&file, &dta) != S_OK) break;
+    hr = reader.Next(&dta);
+    if (hr != S_OK) break;
     ++spectra;
     peaks += dta.GetPeakCount();
-    ++charges[dta.nCharge];
+    if (dta.vCharges.empty()) {
+      ++charges[dta.nCharge];
+    } else {
+      for (const int z : dta.vCharges) ++charges[z];
+    }
   }
   // A read error (damaged gzip data, say) has shown its box and ended the
   // reading: counts of part of the file would mislead.
-  if (file.ReadFailed()) return 1;
+  if (FAILED(hr) || file.ReadFailed()) return 1;
+  const unsigned refused = reader.Refused();
   file.Close();
   std::string seen;
   for (const auto& [charge, count] : charges)
     AppendFormat(seen, "%s%d:%u", seen.empty() ? "" : ",", charge, count);
-  std::printf("%s\tspectra=%u\tcharges=%s\tpeaks=%llu\n", path.c_str(), spectra,
-              seen.empty() ? "-" : seen.c_str(), peaks);
-  return 0;
+  std::printf("%s\tspectra=%u\tcharges=%s\tpeaks=%llu%s\n", path.c_str(), spectra,
+              seen.empty() ? "-" : seen.c_str(), peaks,
+              refused > 0 ? Format("\trefused=%u", refused).c_str() : "");
+  return refused > 0 ? 1 : 0;
 }
 
 // "a,b" of the distinct names in order; "" when there are none.
@@ -171,9 +183,12 @@ void AddInfoCommand(CLI::App& app) {
   cmd->footer(
       "\nOne line per file, its fields separated by tabs:\n"
       "  DTA           PATH  title=T  mass=MH+  charge=Z  peaks=N\n"
-      "  MGF           PATH  spectra=N  charges=Z:N,...  peaks=N\n"
+      "  MGF           PATH  spectra=N  charges=Z:N,...  peaks=N  [refused=N]\n"
       "  mzML, mzXML   PATH  spectra=ms1:N,ms2:N,...  charges=Z:N,...,0:N  rt=FIRST-LAST\n"
       "                      instrument=MODEL  analyzer=FTMS,ITMS,...\n"
+      "An MGF spectrum that states several charges counts under each; refused=N counts\n"
+      "the spectra the modern dialect refused (their values are not usable), and the\n"
+      "file then counts as failed.\n"
       "For instrument files the charges are the MS/MS spectra's precursor charges as the\n"
       "file states them (0: none stated), rt is in seconds, and instrument and analyzer\n"
       "appear where the file names them.\n"
@@ -181,26 +196,13 @@ void AddInfoCommand(CLI::App& app) {
       "  orvane info run1.mgf.gz cleaned/run1_c.mgf\n"
       "  orvane info run1.mzML run2.mzXML.gz\n");
   cmd->callback([] {
+    const MgfDialect chosen = dialect == "classic" ? MgfDialect::Classic : MgfDialect::Modern;
     int status = 0;
-    ComPtr<IImportMSMS> pImport;
     for (const auto& f : files) {
       if (HasExtension(f, "dta")) {
-        status |= InfoDta(f);
+        status |= InfoDta(f, chosen);
       } else if (HasExtension(f, "mgf")) {
-        if (!pImport) {
-          const HRESULT hr = CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER,
-                                              IID_IImportMSMS, pImport.Out());
-          if (FAILED(hr)) {
-            ShowError(Format("Can't create the engine object. \nHRESULT = 0x%x", static_cast<unsigned>(hr)));
-            SetExitCode(1);
-            return;
-          }
-          if (!ApplyMgfDialect(pImport.Get(), dialect)) {
-            SetExitCode(1);
-            return;
-          }
-        }
-        status |= InfoMgf(pImport.Get(), f);
+        status |= InfoMgf(f, chosen);
       } else if (IsRawInput(f)) {
         status |= InfoRaw(f);
       } else {

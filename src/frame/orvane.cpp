@@ -73,7 +73,7 @@ std::uint32_t COrvane::InternalRelease() {
 
 // IImportMSMS
 HRESULT COrvane::XImportMSMS::ImportDta(const char* pszPath, Dta* pDta) {
-  return orvane::ImportDta(pszPath, pDta);
+  return orvane::ImportDta(pszPath, pDta, m_pThis->m_dialect);
 }
 HRESULT COrvane::XImportMSMS::ImportMgf(CStdioFile* pFile, Dta* pDta) {
   return orvane::ImportMgf(pFile, pDta, m_pThis->m_dialect);

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -67,6 +68,9 @@ struct CStdioFile::Gzip {
   bool ended = false;           // the last member is done
   std::uint64_t blockFrom = 0;  // compressed bytes used before the content in buf_
   std::uint64_t blockTo = 0;    // and after it
+  // A read error met after some content was made: that content is delivered
+  // first, and the error is thrown by the next read.
+  std::optional<CFileException> pending;
 
   Gzip() = default;
   Gzip(const Gzip&) = delete;
@@ -118,6 +122,8 @@ bool CStdioFile::Open(const std::string& path, unsigned flags, CFileException* p
   bufStart_ = written_ = 0;
   tempPath_.clear();
   readFailed_ = false;
+  linesRead_ = 0;
+  readerState_.reset();
   gzip_.reset();
   if (writing_) {
     if (IsProtectedInput(path)) {
@@ -186,6 +192,11 @@ bool CStdioFile::Open(const std::string& path, unsigned flags, CFileException* p
 
 std::size_t CStdioFile::ReadContent(char* buffer, std::size_t size) {
   if (gzip_ != nullptr) {
+    if (gzip_->pending) {
+      const CFileException error = *gzip_->pending;
+      gzip_->pending.reset();
+      throw error;
+    }
     gzip_->blockFrom = gzip_->Consumed();
     const std::size_t n = Inflate(buffer, size);
     gzip_->blockTo = gzip_->Consumed();
@@ -203,7 +214,13 @@ std::size_t CStdioFile::Inflate(char* buffer, std::size_t size) {
   z.avail_out = static_cast<uInt>(size);
   // Where the content stands: the place a damaged file names.
   auto made = [&] { return static_cast<unsigned long long>(gz.produced + (size - z.avail_out)); };
-  while (z.avail_out > 0 && !gz.ended) {
+  // The content made before an error is delivered, so a reader sees every
+  // line up to the damage and names the right place; the next read throws.
+  auto fail = [&](CFileException error) {
+    if (z.avail_out == size) throw error;
+    gz.pending = std::move(error);
+  };
+  while (z.avail_out > 0 && !gz.ended && !gz.pending) {
     if (!gz.inMember) {
       // Another member follows, or bytes that are no gzip data (padding, say)
       // and end the content, as gzip itself takes them.
@@ -216,18 +233,20 @@ std::size_t CStdioFile::Inflate(char* buffer, std::size_t size) {
       gz.inMember = true;
     }
     if (z.avail_in == 0 && !gz.Refill(file_, path_)) {
-      throw CFileException(
+      fail(CFileException(
           path_, EIO,
           Format("its gzip data ends early, after %llu bytes of content (the file is cut short)",
-                 made()));
+                 made())));
+      break;
     }
     const int rc = inflate(&z, Z_NO_FLUSH);
     if (rc == Z_STREAM_END) {
       gz.inMember = false;
     } else if (rc != Z_OK && rc != Z_BUF_ERROR) {
-      throw CFileException(path_, EIO,
-                           Format("its gzip data is damaged after %llu bytes of content (%s)",
-                                  made(), z.msg != nullptr ? z.msg : "zlib error"));
+      fail(CFileException(path_, EIO,
+                          Format("its gzip data is damaged after %llu bytes of content (%s)",
+                                 made(), z.msg != nullptr ? z.msg : "zlib error")));
+      break;
     }
   }
   const std::size_t n = size - z.avail_out;
@@ -274,7 +293,10 @@ char* CStdioFile::ReadString(char* buffer, unsigned limit) {
       }
       ++bufPos_;
       buffer[n++] = c;
-      if (c == '\n') break;
+      if (c == '\n') {
+        ++linesRead_;
+        break;
+      }
     }
   } catch (const CFileException&) {
     readFailed_ = true;
@@ -286,8 +308,10 @@ char* CStdioFile::ReadString(char* buffer, unsigned limit) {
 
 void CStdioFile::WriteString(std::string_view text) {
   if (file_ == nullptr || !writing_) throw CFileException(path_, EBADF);
-  if (!text.empty() && std::fwrite(text.data(), 1, text.size(), file_) != text.size())
-    throw CFileException(path_, errno ? errno : EIO);
+  if (!text.empty() && std::fwrite(text.data(), 1, text.size(), file_) != text.size()) {
+    writeErrno_ = errno ? errno : EIO;
+    throw CFileException(path_, writeErrno_);
+  }
   written_ += text.size();
 }
 
@@ -313,11 +337,17 @@ std::uint64_t CStdioFile::GetLength() const {
 void CStdioFile::Close() {
   if (file_ == nullptr) return;
   std::FILE* f = std::exchange(file_, nullptr);
+  readerState_.reset();
   const bool flushFailed = std::fclose(f) != 0;
   const int err = errno;
   gzip_.reset();
   buf_.clear();
   buf_.shrink_to_fit();
+  if (const int writeErr = std::exchange(writeErrno_, 0); writeErr != 0) {
+    // Part of what was to be written is missing: nothing of it stays.
+    if (!tempPath_.empty()) std::remove(std::exchange(tempPath_, std::string()).c_str());
+    throw CFileException(path_, writeErr);
+  }
   if (!tempPath_.empty()) {
     const std::string temp = std::exchange(tempPath_, std::string());
     if (flushFailed) {
@@ -335,6 +365,8 @@ void CStdioFile::Close() {
 }
 
 void CStdioFile::Abort() {
+  readerState_.reset();
+  writeErrno_ = 0;
   if (file_ != nullptr) {
     std::fclose(file_);
     file_ = nullptr;

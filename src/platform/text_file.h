@@ -12,7 +12,8 @@
 // then the size of the compressed file and GetPosition the compressed bytes
 // the content read so far came from (to the nearest 64 KiB block of
 // content), so their ratio stays the share of the file read; both serve
-// progress only. Damaged or cut-off compressed data is a read error.
+// progress only. Damaged or cut-off compressed data is a read error, thrown
+// by the read after the last content that could be made before it.
 //
 // Files opened for writing with modeCreate are written under a temporary name
 // in the same folder and renamed into place by Close(), so no half-written
@@ -80,6 +81,13 @@ class CStdioFile {
   // True once a read has failed: a caller that stopped at what looked like
   // the end can tell a file cut short by a read error.
   bool ReadFailed() const { return readFailed_; }
+  // Lines ReadString has finished so far (the "\n" it has delivered), so
+  // the line a read starts on is LinesRead() + 1.
+  std::uint64_t LinesRead() const { return linesRead_; }
+  // What a reader keeps with the open file between calls that each read a
+  // part of it (the MGF reader's place and the file's parameters); empty
+  // after Open, dropped by Close and Abort.
+  std::shared_ptr<void>& ReaderState() { return readerState_; }
 
   // Writes text as it stands. Throws CFileException on a write error.
   void WriteString(std::string_view text);
@@ -91,7 +99,8 @@ class CStdioFile {
   std::uint64_t GetLength() const;
 
   // Closes; a file written under a temporary name is renamed into place.
-  // Throws CFileException if the final flush or the rename fails.
+  // Throws CFileException if the final flush or the rename fails; a file a
+  // write failed on is thrown away and the failure thrown again.
   void Close();
   // Closes and throws away what was written under a temporary name.
   void Abort();
@@ -113,6 +122,9 @@ class CStdioFile {
   std::uint64_t bufStart_ = 0;  // content offset of buf_[0]
   std::uint64_t written_ = 0;
   bool readFailed_ = false;
+  int writeErrno_ = 0;  // a file cut short by a write error is never renamed into place
+  std::uint64_t linesRead_ = 0;
+  std::shared_ptr<void> readerState_;
   std::unique_ptr<Gzip> gzip_;  // set while a compressed file is read
 };
 

@@ -3,12 +3,16 @@
 //
 // These are the places where the parent mass changes its meaning: a DTA
 // header holds MH+, an MGF PEPMASS holds m/z, and the proton mass bridges the
-// two for a spectrum of charge z above 1.
+// two for a spectrum of charge z above 1. A DTA file holds one charge, so the
+// modern dialect writes a spectrum that states several ("CHARGE=2+ and 3+")
+// once for each of them.
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "frame/interfaces.h"
 #include "platform/format.h"
@@ -17,6 +21,7 @@
 #include "raw/conversions.h"
 #include "spectrum/dta.h"
 #include "spectrum/file_path.h"
+#include "spectrum/mgf_file.h"
 
 namespace orvane {
 namespace {
@@ -70,15 +75,38 @@ bool IsUsableTitle(const std::string& title) {
          title.find_first_of("/\\") == std::string::npos;
 }
 
+// A classic title is taken as the file name as it stands, so it must not hold
+// a control character (a line break in a file name, say).
+bool HasControlCharacter(const std::string& title) {
+  return std::any_of(title.begin(), title.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
+}
+
+// The title for a box: control characters written as \n, \t, \xNN, so the
+// text stays on one line and shows what the title holds.
+std::string Shown(const std::string& title) {
+  std::string out;
+  for (char c : title) {
+    const auto u = static_cast<unsigned char>(c);
+    if (c == '\n') out += "\\n";
+    else if (c == '\t') out += "\\t";
+    else if (c == '\r') out += "\\r";
+    else if (u < 0x20 || u == 0x7f) AppendFormat(out, "\\x%02x", u);
+    else out += c;
+  }
+  return out;
+}
+
 // File names from modern titles ("spectrum=2442", titles with blanks, quotes
 // and paths): every character other than a letter, digit, ".", "_" or "-"
 // becomes "_", and so does a leading "." (no hidden files, no "."/".."); an
 // empty title gives "_". The name is cut to 200 characters and ends in
-// ".dta" (added unless it is there). A name that this run has used already
-// gets "_2", "_3", ... in front of the ".dta".
+// ".dta" (added unless it is there); a charge given goes in front of it
+// ("t.2.dta"). A name that this run has used already gets "_2", "_3", ... in
+// front of the ".dta".
 class SafeNames {
  public:
-  std::string Make(const std::string& title) {
+  std::string Make(const std::string& title, int charge = 0) {
     std::string stem;
     stem.reserve(title.size());
     for (char c : title) {
@@ -93,6 +121,7 @@ class SafeNames {
       stem.resize(stem.size() - kExt.size());
     if (stem.empty()) stem = "_";
     if (stem.size() > kMaxStem) stem.resize(kMaxStem);
+    if (charge != 0) stem += "." + std::to_string(charge);
     std::string name = stem + ".dta";
     for (unsigned k = 2; used_.count(name) != 0; ++k) name = stem + "_" + std::to_string(k) + ".dta";
     used_.insert(name);
@@ -143,14 +172,17 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
 
   pWnd->Send(PM_STEP_TOTAL, static_cast<WPARAM>(pFiles->size()), 0);
   HRESULT hr = S_OK;
+  HRESULT firstFailure = S_OK;
   WPARAM done = 0;
   Dta dta;
   try {
     for (const std::string& path : *pFiles) {
       dta.Clear();
       pWnd->Send(PM_STEP_BEGIN, TextWParam(path.c_str()), 0);
-      // A file that can't be read has shown its box in ImportDta.
+      // A file that can't be read, or that the modern dialect refuses, has
+      // shown its box in ImportDta.
       hr = pImport->ImportDta(path.c_str(), &dta);
+      if (FAILED(hr) && SUCCEEDED(firstFailure)) firstFailure = hr;
       if (hr == S_OK) {
         DtaMhToMz(&dta, dialect);
         pExport->ExportMgf(&output, &dta, 2, std::string());
@@ -163,8 +195,10 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
     output.Abort();
     return E_UNEXPECTED;
   }
-  // The result is that of the last file: a failure in the middle of the list
-  // has been shown, and leaves no trace here.
+  // Classic: the result is that of the last file; a failure in the middle of
+  // the list has been shown, and leaves no trace here. Modern: any failed
+  // file makes the conversion fail.
+  if (dialect == MgfDialect::Modern && FAILED(firstFailure)) return firstFailure;
   return hr;
 }
 
@@ -193,34 +227,65 @@ HRESULT MgfToDta(IUnknown* pSelf, const std::string& strMgfFile, const std::stri
   }
   pWnd->Send(PM_STEP_TOTAL, static_cast<WPARAM>(input.GetLength()), 0);
 
+  MgfReader reader(input, dialect);
   SafeNames safeNames;
+  std::set<std::string> classicNames;  // the names this run has written
+  bool refused = false;
   Dta dta;
   HRESULT hr = S_OK;
+  auto write = [&](const std::string& name, Dta& spectrum) {
+    const std::string path = strOutputFolder + name;
+    // A failed write has shown its box; the next spectrum goes on.
+    if (!RefuseInputAsOutput(path, strMgfFile)) pExport->ExportDta(path.c_str(), &spectrum, 2);
+  };
   do {
     dta.Clear();
-    hr = pImport->ImportMgf(&input, &dta);
-    if (hr == S_OK) {
-      DtaMzToMh(&dta, dialect);
-      std::string name;
-      if (modern) {
-        name = safeNames.Make(dta.strTitle);
-      } else if (IsUsableTitle(dta.strTitle)) {
-        name = dta.strTitle;
+    hr = reader.Next(&dta);
+    if (hr == S_OK && modern) {
+      if (dta.vCharges.size() < 2) {
+        DtaMzToMh(&dta, dialect);
+        write(safeNames.Make(dta.strTitle), dta);
       } else {
+        const std::vector<std::int32_t> charges = dta.vCharges;
+        const double mz = dta.dMass;
+        dta.vCharges.clear();
+        for (const std::int32_t z : charges) {
+          dta.nCharge = z;
+          dta.dMass = mz;
+          DtaMzToMh(&dta, dialect);
+          write(safeNames.Make(dta.strTitle, z), dta);
+        }
+      }
+    } else if (hr == S_OK) {
+      DtaMzToMh(&dta, dialect);
+      if (!IsUsableTitle(dta.strTitle)) {
         ShowPlain(Format("The spectrum title \"%s\" is not a file name inside the output folder; "
                          "the spectrum is skipped.",
                          dta.strTitle.c_str()));
-      }
-      if (!name.empty()) {
-        const std::string path = strOutputFolder + name;
-        // A failed write has shown its box; the next spectrum goes on.
-        if (!RefuseInputAsOutput(path, strMgfFile)) pExport->ExportDta(path.c_str(), &dta, 2);
+      } else if (HasControlCharacter(dta.strTitle)) {
+        ShowPlain(Format("The spectrum title \"%s\" holds a control character and is no file name; "
+                         "the spectrum is skipped.",
+                         Shown(dta.strTitle).c_str()));
+        refused = true;
+      } else if (!classicNames.insert(dta.strTitle).second) {
+        ShowPlain(Format("The spectrum title \"%s\" names a file this conversion has written already; "
+                         "the spectrum is skipped.",
+                         dta.strTitle.c_str()));
+        refused = true;
+      } else {
+        write(dta.strTitle, dta);
       }
     }
     pWnd->Send(PM_STEP_DONE, static_cast<WPARAM>(input.GetPosition() & 0xFFFFFFFFu), 0);
   } while (hr == S_OK);
   input.Close();
-  // S_FALSE, the end of the file, is the normal result.
+  // A read error of the modern dialect has shown its box and fails here.
+  if (FAILED(hr)) return hr;
+  // Spectra refused (modern: by the reader; classic: titles that would have
+  // written over one another, or held control characters) have shown their
+  // boxes, and make the conversion fail. Otherwise S_FALSE, the end of the
+  // file, is the normal result.
+  if (refused || reader.Refused() > 0) return E_FAIL;
   return hr;
 }
 

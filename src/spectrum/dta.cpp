@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numeric>
+#include <string_view>
 
 #include "platform/format.h"
 #include "spectrum/dialect.h"
@@ -123,6 +125,47 @@ void AppendExactPeakLines(std::string& out, const Dta& dta) {
     AppendExactDecimal(out, intensity, 0);
     out += '\n';
   }
+}
+
+bool IsUsablePeak(double dMz, double dIntensity) {
+  return IsUsablePrecursorMz(dMz) && std::isfinite(dIntensity) && dIntensity >= 0.0;
+}
+
+bool IsUsablePrecursorMz(double dMz) { return std::isfinite(dMz) && dMz > 0.0 && dMz <= kMaxUsableMz; }
+
+bool SortPeaksByMz(Dta* pDta) {
+  const std::size_t n = std::min<std::size_t>({pDta->nPeaks, pDta->vMass.size(), pDta->vIntensity.size()});
+  const std::vector<double>& mass = pDta->vMass;
+  if (std::is_sorted(mass.begin(), mass.begin() + static_cast<std::ptrdiff_t>(n))) return false;
+  std::vector<std::size_t> order(n);
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&mass](std::size_t a, std::size_t b) { return mass[a] < mass[b]; });
+  // The kept line of each peak, where it has one.
+  std::vector<std::string_view> lines(n);
+  const std::string text = pDta->strPeakLines;
+  std::size_t at = 0;
+  for (std::size_t k = 0; k < n && at < text.size(); ++k) {
+    if (pDta->vIntensity[k] == 0.0) continue;
+    std::size_t end = text.find('\n', at);
+    end = end == std::string::npos ? text.size() : end + 1;
+    lines[k] = std::string_view(text).substr(at, end - at);
+    at = end;
+  }
+  std::vector<double> sortedMass(n);
+  std::vector<double> sortedIntensity(n);
+  std::string sortedText;
+  sortedText.reserve(text.size());
+  for (std::size_t k = 0; k < n; ++k) {
+    sortedMass[k] = mass[order[k]];
+    sortedIntensity[k] = pDta->vIntensity[order[k]];
+    sortedText += lines[order[k]];
+  }
+  pDta->vMass = std::move(sortedMass);
+  pDta->vIntensity = std::move(sortedIntensity);
+  pDta->nPeaks = static_cast<std::uint32_t>(n);
+  if (!pDta->strPeakLines.empty()) pDta->strPeakLines = std::move(sortedText);
+  return true;
 }
 
 }  // namespace orvane

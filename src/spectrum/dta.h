@@ -95,4 +95,14 @@ class Dta {
 // lines of the modern DTA and MGF writers.
 void AppendExactPeakLines(std::string& out, const Dta& dta);
 
+// The values the modern readers take (every reader the same): a peak of
+// finite m/z above 0 and up to kMaxUsableMz and of finite intensity of 0 or
+// more; a precursor m/z within the same bounds.
+bool IsUsablePeak(double dMz, double dIntensity);
+bool IsUsablePrecursorMz(double dMz);
+// Puts the peaks in ascending m/z by a stable sort; strPeakLines, which holds
+// one line for each peak of non-zero intensity, follows its peaks. False (and
+// nothing changed) when they were in order already.
+bool SortPeaksByMz(Dta* pDta);
+
 }  // namespace orvane

@@ -8,8 +8,15 @@
 //
 // The classic dialect knows the three tags TITLE, CHARGE and PEPMASS and takes
 // every other line of a block for a peak. The modern dialect reads what
-// today's converters write: whole titles, KEY=VALUE header lines kept with the
-// spectrum, the first charge of a charge list and the precursor intensity.
+// today's converters write: whole lines, whole titles, KEY=VALUE header lines
+// kept with the spectrum, charge lists, the precursor intensity, and the
+// CHARGE (and TOL, TOLU, INSTRUMENT, IT_MODS) of the file's header for every
+// block that does not state its own. A block without END IONS ends where the
+// next BEGIN IONS starts or at the end of the file, with a warning. It checks
+// the values at the door: peaks that are no numbers or not usable are left
+// out with one warning per spectrum, peaks out of order are sorted, and a
+// spectrum without a usable precursor m/z or with an impossible charge is
+// refused with an error and the reading goes on.
 
 #include "spectrum/mgf_file.h"
 
@@ -21,19 +28,20 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "platform/format.h"
 #include "platform/reporter.h"
+#include "spectrum/text_values.h"
 
 namespace orvane {
 namespace {
 
 // One read delivers at most 254 characters.
 constexpr unsigned kReadLimit = 255;
-// A modern logical line longer than this keeps only its first part: it bounds
-// the memory a broken file without line ends can take.
-constexpr std::size_t kMaxModernLine = 1 << 16;
 
 // A set of delimiter characters as a lookup table.
 class Delimiters {
@@ -134,15 +142,6 @@ double ParseDouble(const char* token) {
   return std::strtod(token, nullptr);
 }
 
-// Whether atof would read a number from the start of the token rather than
-// give 0.0 for a word.
-bool StartsWithNumber(const char* token) {
-  if (*token >= '0' && *token <= '9') return true;
-  char* end = nullptr;
-  std::strtod(token, &end);
-  return end != token;
-}
-
 // Whether a token can be one of the three tags: a quick test that spares
 // the peak lines three comparisons.
 bool MayBeTag(const char* token) { return token[0] == 'T' || token[0] == 'C' || token[0] == 'P'; }
@@ -153,11 +152,15 @@ bool StartsWith(const char* text, const char* prefix, std::size_t prefixLength) 
 
 // ---------------------------------------------------------------- classic
 
-HRESULT ImportClassic(CStdioFile* pFile, Dta* pDta) {
+HRESULT ImportClassic(CStdioFile* pFile, Dta* pDta, std::uint64_t* pBlockLine) {
   char line[kReadLimit];
   for (;;) {
+    const std::uint64_t lineNumber = pFile->LinesRead() + 1;
     if (pFile->ReadString(line, kReadLimit) == nullptr) return S_FALSE;
-    if (StartsWith(line, "BEGIN IONS", 10)) break;
+    if (StartsWith(line, "BEGIN IONS", 10)) {
+      *pBlockLine = lineNumber;
+      break;
+    }
   }
   for (;;) {
     if (pFile->ReadString(line, kReadLimit) == nullptr) return S_FALSE;
@@ -201,36 +204,6 @@ HRESULT ImportClassic(CStdioFile* pFile, Dta* pDta) {
 
 // ---------------------------------------------------------------- modern
 
-// Reads one whole line: the pieces of an over-long line are joined again (up
-// to kMaxModernLine characters). *ppLine points into buffer or into joined and
-// stays valid until the next call. False at the end of the file.
-bool ReadLogicalLine(CStdioFile* pFile, char (&buffer)[kReadLimit], std::string& joined,
-                     char** ppLine, std::size_t* pLength) {
-  char* piece = pFile->ReadString(buffer, kReadLimit);
-  if (piece == nullptr) return false;
-  std::size_t n = std::strlen(piece);
-  auto complete = [](const char* p, std::size_t len) {
-    return len < kReadLimit - 1 || p[len - 1] == '\n';
-  };
-  if (complete(piece, n)) {
-    *ppLine = piece;
-    *pLength = n;
-    return true;
-  }
-  joined.assign(piece, n);
-  for (;;) {
-    piece = pFile->ReadString(buffer, kReadLimit);
-    if (piece == nullptr) break;
-    n = std::strlen(piece);
-    if (joined.size() < kMaxModernLine)
-      joined.append(piece, std::min(n, kMaxModernLine - joined.size()));
-    if (complete(piece, n)) break;
-  }
-  *ppLine = joined.data();
-  *pLength = joined.size();
-  return true;
-}
-
 bool IsSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
@@ -247,124 +220,296 @@ std::size_t KeyLength(const char* line) {
   return line[n] == '=' ? n : 0;
 }
 
-// "2+", "2+ and 3+", "2+,3+", "3-": the first charge of the list, with its
-// sign, in nCharge; all of them in vCharges when there are several.
-void ReadModernCharge(char* value, Dta* pDta) {
-  Tokenizer tokens(value);
-  const char* t = tokens.Next(kTokenDelims);
-  if (t == nullptr) return;
-  pDta->nCharge = std::atoi(t);
-  const char* p = t;
-  if (*p == '-') ++p;
-  while (*p >= '0' && *p <= '9') ++p;
-  pDta->cChargeSign = *p == '-' ? '-' : '+';
-  pDta->vCharges.clear();
-  pDta->vCharges.push_back(pDta->nCharge);
-  for (const char* u = tokens.Next(kTokenDelims); u != nullptr; u = tokens.Next(kTokenDelims))
-    if (*u >= '0' && *u <= '9') pDta->vCharges.push_back(std::atoi(u));
-  if (pDta->vCharges.size() < 2) pDta->vCharges.clear();
+// Blanks and tabs at the front and white space (a CR a foreign line end left
+// among it) at the back cut off; the text stays zero-terminated.
+std::string_view Trimmed(char* line, std::size_t length) {
+  char* s = line;
+  char* end = line + length;
+  while (s < end && (*s == ' ' || *s == '\t')) ++s;
+  while (end > s && IsSpace(end[-1])) --end;
+  *end = '\0';
+  return {s, static_cast<std::size_t>(end - s)};
 }
 
-// "PEPMASS=mz" or "PEPMASS=mz intensity".
-void ReadModernPepmass(char* value, Dta* pDta) {
-  Tokenizer tokens(value);
-  const char* mz = tokens.Next(kTokenDelims);
-  if (mz == nullptr) return;
-  pDta->dMass = ParseDouble(mz);
-  if (const char* intensity = tokens.Next(kTokenDelims)) pDta->dPrecursorIntensity = ParseDouble(intensity);
+// Parameters of the file's header that a block may also state, so that each
+// block that does not state its own takes the file's (CHARGE aside, which is
+// read into the record).
+bool IsBlockParameter(std::string_view key) {
+  return key == "TOL" || key == "TOLU" || key == "INSTRUMENT" || key == "IT_MODS";
 }
 
-// A line of a block that is no KEY=VALUE line: the classic tags written with
-// blanks ("CHARGE 2+"), or a peak. Words are not peaks here.
-void ReadModernOtherLine(char* line, Dta* pDta) {
-  Tokenizer tokens(line);
-  const char* t = tokens.Next(kTokenDelims);
-  if (t == nullptr) return;
-  if (MayBeTag(t) && (std::strcmp(t, "TITLE") == 0 || std::strcmp(t, "CHARGE") == 0 ||
-                      std::strcmp(t, "PEPMASS") == 0)) {
-    const char* u = tokens.Next(kTokenDelims);
-    if (u == nullptr) return;
-    if (t[0] == 'T') pDta->strTitle = u;
-    else if (t[0] == 'C') pDta->nCharge = std::atoi(u);
-    else pDta->dMass = ParseDouble(u);
+// What a block states about its precursor, kept as text until the block is
+// whole, and the peak lines it had to leave out.
+struct BlockValues {
+  bool bCharge = false;
+  std::string strCharge;
+  bool bPepmass = false;
+  std::string strPepmass;
+  unsigned nUnusable = 0;
+};
+
+// Whether a line that is no KEY=VALUE line is a peak line: it starts like a
+// number, or its first token is one ("nan 5").
+bool LooksLikePeak(std::string_view line) {
+  const char c = line[0];
+  if ((c >= '0' && c <= '9') || c == '.' || c == '-' || c == '+') return true;
+  double value = 0.0;
+  return ParseNumber(NextValueToken(line), &value);
+}
+
+// "m/z intensity", anything behind them ignored. A peak whose values are no
+// numbers or not usable is counted and left out; the text of a peak of
+// non-zero intensity is kept for a spectrum written unchanged.
+void ReadPeakLine(std::string_view line, Dta* pDta, BlockValues& block) {
+  std::string_view rest = line;
+  const std::string_view mzText = NextValueToken(rest);
+  const std::string_view intensityText = NextValueToken(rest);
+  double mz = 0.0;
+  double intensity = 0.0;
+  if (intensityText.empty() || !ParseNumber(mzText, &mz) || !ParseNumber(intensityText, &intensity) ||
+      !IsUsablePeak(mz, intensity)) {
+    ++block.nUnusable;
     return;
   }
-  if (!StartsWithNumber(t)) return;
-  const char* u = tokens.Next(kTokenDelims);
-  if (u == nullptr) return;
-  pDta->AddPeak(ParseDouble(t), ParseDouble(u));
-}
-
-// A line that starts with a digit: mass and intensity, a third token ignored.
-void ReadModernPeak(char* line, Dta* pDta) {
-  Tokenizer tokens(line);
-  const char* t = tokens.Next(kTokenDelims);
-  const char* u = tokens.Next(kTokenDelims);
-  if (u == nullptr) return;
-  pDta->AddPeak(ParseDouble(t), ParseDouble(u));
-}
-
-// Keeps the text of a line that gave a peak, for a spectrum written unchanged.
-void KeepPeakLine(Dta* pDta, std::uint32_t nPeaksBefore, const char* line, std::size_t length) {
-  if (pDta->nPeaks == nPeaksBefore || pDta->vIntensity.back() == 0.0) return;
-  pDta->strPeakLines.append(line, length);
-  pDta->strPeakLines += '\n';
-}
-
-HRESULT ImportModern(CStdioFile* pFile, Dta* pDta) {
-  char buffer[kReadLimit];
-  std::string joined;
-  char* line = nullptr;
-  std::size_t lineLength = 0;
-  for (;;) {
-    if (!ReadLogicalLine(pFile, buffer, joined, &line, &lineLength)) return S_FALSE;
-    if (StartsWith(line, "BEGIN IONS", 10)) break;
+  // The writers leave out peaks of intensity 0; so does the kept text.
+  if (intensity != 0.0) {
+    pDta->strPeakLines += line;
+    pDta->strPeakLines += '\n';
   }
-  for (;;) {
-    if (!ReadLogicalLine(pFile, buffer, joined, &line, &lineLength)) return S_FALSE;
-    if (StartsWith(line, "END IONS", 8)) return S_OK;
+  pDta->AddPeak(mz, intensity);
+}
 
-    // Trim white space (and a CR a foreign line end left) at both ends.
-    char* s = line;
-    char* end = line + lineLength;
-    while (s < end && (*s == ' ' || *s == '\t')) ++s;
-    while (end > s && IsSpace(end[-1])) --end;
-    *end = '\0';
-    const auto length = static_cast<std::size_t>(end - s);
-    if (length == 0) continue;
-    const std::uint32_t nPeaksBefore = pDta->nPeaks;
-    if (s[0] >= '0' && s[0] <= '9') {  // the common case: a peak
-      // The tokenizer cuts the line: keep its text first.
-      pDta->strPeakLines.append(s, length);
-      pDta->strPeakLines += '\n';
-      ReadModernPeak(s, pDta);
-      // The writers leave out peaks of intensity 0; so does the kept text.
-      if (pDta->nPeaks == nPeaksBefore || pDta->vIntensity.back() == 0.0)
-        pDta->strPeakLines.resize(pDta->strPeakLines.size() - length - 1);
-      continue;
-    }
-    if (std::strchr("#;!/", s[0]) != nullptr) continue;  // comment lines
+void ReadTag(std::string_view key, std::string_view value, Dta* pDta, BlockValues& block) {
+  if (key == "TITLE") {
+    pDta->strTitle.assign(value);
+  } else if (key == "CHARGE") {
+    block.bCharge = true;
+    block.strCharge.assign(value);
+  } else {
+    block.bPepmass = true;
+    block.strPepmass.assign(value);
+  }
+}
 
-    const std::size_t keyLength = KeyLength(s);
-    if (keyLength == 0) {
-      const std::string text(s, length);
-      ReadModernOtherLine(s, pDta);
-      KeepPeakLine(pDta, nPeaksBefore, text.data(), text.size());
-      continue;
+bool IsTag(std::string_view key) { return key == "TITLE" || key == "CHARGE" || key == "PEPMASS"; }
+
+// One line of a block other than its BEGIN IONS and END IONS.
+void ReadBlockLine(char* raw, std::size_t rawLength, Dta* pDta, BlockValues& block) {
+  const std::string_view line = Trimmed(raw, rawLength);
+  if (line.empty()) return;
+  const char c = line[0];
+  if (c >= '0' && c <= '9') {  // the common case: a peak
+    ReadPeakLine(line, pDta, block);
+    return;
+  }
+  if (c == '#' || c == ';' || c == '!' || c == '/') return;  // comment lines
+  if (const std::size_t keyLength = KeyLength(line.data()); keyLength > 0) {
+    const std::string_view key = line.substr(0, keyLength);
+    if (IsTag(key)) ReadTag(key, line.substr(keyLength + 1), pDta, block);
+    else pDta->vHeaderLines.emplace_back(line);
+    return;
+  }
+  // The three tags written with a blank ("CHARGE 2+"), as classic reads them.
+  std::string_view rest = line;
+  if (const std::string_view first = NextValueToken(rest); IsTag(first)) {
+    while (!rest.empty() && (rest[0] == ' ' || rest[0] == '\t')) rest.remove_prefix(1);
+    ReadTag(first, rest, pDta, block);
+    return;
+  }
+  // Words are neither peaks nor parameters.
+  if (LooksLikePeak(line)) ReadPeakLine(line, pDta, block);
+}
+
+// The charges of a CHARGE value ("2+", "2+ and 3+", "2+,3+", "2,3"): the
+// sign of the first in *pSign, those above 0 in *pCharges. A charge no
+// spectrum can have ends the reading with its text in *pBad.
+void ReadCharges(std::string_view value, std::vector<std::int32_t>* pCharges, char* pSign,
+                 std::string* pBad) {
+  bool first = true;
+  for (std::string_view t = NextValueToken(value); !t.empty(); t = NextValueToken(value)) {
+    long charge = 0;
+    char sign = '+';
+    if (!ParseCharge(t, &charge, &sign)) continue;  // "and", and words no charge is read from
+    if (first) *pSign = sign;
+    first = false;
+    if (charge < 0 || charge > kMaxCharge) {
+      pBad->assign(t);
+      return;
     }
-    const std::string_view key(s, keyLength);
-    char* value = s + keyLength + 1;
-    if (key == "TITLE") {
-      pDta->strTitle.assign(value, length - keyLength - 1);
-    } else if (key == "CHARGE") {
-      ReadModernCharge(value, pDta);
-    } else if (key == "PEPMASS") {
-      ReadModernPepmass(value, pDta);
+    if (charge > 0) pCharges->push_back(static_cast<std::int32_t>(charge));
+  }
+}
+
+}  // namespace
+
+// What an MGF file's reading keeps from one spectrum to the next. It lives
+// with the open file (CStdioFile::ReaderState), so that every MgfReader and
+// every ImportMgf call on that file goes on where the last one stopped.
+struct MgfReader::State {
+  State(CStdioFile& f, MgfDialect d) : file(f), dialect(d), lines(f) {}
+
+  HRESULT NextModern(Dta* pDta);
+  HRESULT TooLong();
+  HRESULT ReadFailure(const CFileException& e);
+  void ReadFileParameter(char* raw, std::size_t rawLength);
+  bool Accept(Dta* pDta, const BlockValues& block);
+
+  CStdioFile& file;
+  MgfDialect dialect;
+  unsigned refused = 0;
+  std::uint64_t blockLine = 0;
+  // Modern only.
+  TextLineReader lines;
+  bool inFileHeader = true;        // no BEGIN IONS read yet
+  std::uint64_t pendingBegin = 0;  // the line of a BEGIN IONS that ended the block before
+  bool hasDefaultCharge = false;
+  std::string defaultCharge;
+  std::vector<std::string> defaultParameters;
+  HRESULT failure = S_OK;  // once a read has failed, every later call fails too
+};
+
+HRESULT MgfReader::State::TooLong() {
+  ShowFileError(Format("%s: line %llu: a line longer than %zu characters; the rest of the file is not read.",
+                       file.GetFilePath().c_str(), static_cast<unsigned long long>(lines.Line()),
+                       kMaxTextLine));
+  failure = E_FAIL;
+  return failure;
+}
+
+HRESULT MgfReader::State::ReadFailure(const CFileException& e) {
+  ShowFileError(Format("%s The reading stopped in line %llu; the rest of the file is not read.",
+                       e.Text().c_str(), static_cast<unsigned long long>(lines.Line())));
+  failure = E_FAIL;
+  return failure;
+}
+
+void MgfReader::State::ReadFileParameter(char* raw, std::size_t rawLength) {
+  const std::string_view line = Trimmed(raw, rawLength);
+  const std::size_t keyLength = line.empty() ? 0 : KeyLength(line.data());
+  if (keyLength == 0) return;
+  const std::string_view key = line.substr(0, keyLength);
+  if (key == "CHARGE") {
+    hasDefaultCharge = true;
+    defaultCharge.assign(line.substr(keyLength + 1));
+  } else if (IsBlockParameter(key)) {
+    defaultParameters.emplace_back(line);
+  }
+}
+
+bool MgfReader::State::Accept(Dta* pDta, const BlockValues& block) {
+  const std::string place = SpectrumPlace(file.GetFilePath(), blockLine, pDta->strTitle);
+  std::vector<std::int32_t> charges;
+  char sign = '+';
+  std::string bad;
+  if (block.bCharge) ReadCharges(block.strCharge, &charges, &sign, &bad);
+  // A block without a charge, or with a charge of 0 only, takes the file's.
+  if (bad.empty() && charges.empty() && hasDefaultCharge) ReadCharges(defaultCharge, &charges, &sign, &bad);
+  if (!bad.empty()) {
+    ShowError(Format("%s: the charge %s is not one a spectrum can have (1 to %ld); the spectrum is left out",
+                     place.c_str(), bad.c_str(), kMaxCharge));
+    return false;
+  }
+  std::string_view pepmass = block.strPepmass;
+  const std::string_view mzText = NextValueToken(pepmass);
+  const std::string_view intensityText = NextValueToken(pepmass);
+  if (mzText.empty()) {
+    ShowError(place + ": no precursor m/z (PEPMASS); the spectrum is left out");
+    return false;
+  }
+  double mz = 0.0;
+  if (!ParseNumber(mzText, &mz) || !IsUsablePrecursorMz(mz)) {
+    ShowError(Format("%s: the precursor m/z %.*s is unusable; the spectrum is left out", place.c_str(),
+                     static_cast<int>(mzText.size()), mzText.data()));
+    return false;
+  }
+  pDta->dMass = mz;
+  if (!intensityText.empty()) {
+    double intensity = 0.0;
+    if (ParseNumber(intensityText, &intensity) && std::isfinite(intensity) && intensity >= 0.0) {
+      pDta->dPrecursorIntensity = intensity;
     } else {
-      pDta->vHeaderLines.emplace_back(s, length);
+      ShowWarning(Format("%s: the precursor intensity %.*s is unusable and left out", place.c_str(),
+                         static_cast<int>(intensityText.size()), intensityText.data()));
     }
   }
+  pDta->cChargeSign = sign;
+  if (!charges.empty()) pDta->nCharge = charges.front();
+  if (charges.size() > 1) pDta->vCharges = std::move(charges);
+  if (!defaultParameters.empty()) {
+    // The file's parameters first, as they stood before the block.
+    std::vector<std::string> headers;
+    for (const std::string& parameter : defaultParameters) {
+      const std::string_view key = std::string_view(parameter).substr(0, parameter.find('=') + 1);
+      const bool stated = std::any_of(pDta->vHeaderLines.begin(), pDta->vHeaderLines.end(),
+                                      [key](const std::string& h) { return h.starts_with(key); });
+      if (!stated) headers.push_back(parameter);
+    }
+    headers.insert(headers.end(), pDta->vHeaderLines.begin(), pDta->vHeaderLines.end());
+    pDta->vHeaderLines = std::move(headers);
+  }
+  WarnUnusablePeaks(place, block.nUnusable);
+  SortPeaksByMz(pDta);
+  return true;
 }
+
+HRESULT MgfReader::State::NextModern(Dta* pDta) {
+  if (FAILED(failure)) return failure;
+  const std::string folder = pDta->strPath;
+  try {
+    for (;;) {
+      pDta->Clear();
+      pDta->strPath = folder;
+      pDta->cChargeSign = '+';
+      char* line = nullptr;
+      std::size_t length = 0;
+      if (pendingBegin != 0) {
+        blockLine = std::exchange(pendingBegin, 0);
+      } else {
+        for (;;) {
+          const auto r = lines.Read(&line, &length);
+          if (r == TextLineReader::kEnd) return S_FALSE;
+          if (r == TextLineReader::kTooLong)
+            return TooLong();
+          if (StartsWith(line, "BEGIN IONS", 10)) break;
+          if (inFileHeader) ReadFileParameter(line, length);
+        }
+        blockLine = lines.Line();
+      }
+      inFileHeader = false;
+
+      BlockValues block;
+      bool terminated = false;
+      std::uint64_t lastLine = blockLine;
+      for (;;) {
+        const auto r = lines.Read(&line, &length);
+        if (r == TextLineReader::kEnd) break;
+        if (r == TextLineReader::kTooLong)
+          return TooLong();
+        if (StartsWith(line, "END IONS", 8)) {
+          terminated = true;
+          break;
+        }
+        if (StartsWith(line, "BEGIN IONS", 10)) {  // it starts the next block
+          pendingBegin = lines.Line();
+          break;
+        }
+        lastLine = lines.Line();
+        ReadBlockLine(line, length, pDta, block);
+      }
+      if (!terminated) {
+        ShowWarning(Format("%s has no END IONS; the block ends at line %llu",
+                           SpectrumPlace(file.GetFilePath(), blockLine, pDta->strTitle).c_str(),
+                           static_cast<unsigned long long>(lastLine)));
+      }
+      if (Accept(pDta, block)) return S_OK;
+      ++refused;
+    }
+  } catch (const CFileException& e) {
+    return ReadFailure(e);
+  }
+}
+
+namespace {
 
 // ---------------------------------------------------------------- writing
 
@@ -441,13 +586,7 @@ void AppendPeakLine(std::string& out, double mass, double intensity) {
 }  // namespace
 
 HRESULT ImportMgf(CStdioFile* pFile, Dta* pDta, MgfDialect dialect) {
-  try {
-    return dialect == MgfDialect::Modern ? ImportModern(pFile, pDta) : ImportClassic(pFile, pDta);
-  } catch (const CFileException& e) {
-    // A read error ends the file as its end would: callers stop on S_FALSE.
-    e.ReportError();
-    return S_FALSE;
-  }
+  return MgfReader(*pFile, dialect).Next(pDta);
 }
 
 HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComment,
@@ -520,27 +659,27 @@ unsigned CountMgfSpectra(const char* pszPath) {
   return count;
 }
 
-}  // namespace orvane
+MgfReader::MgfReader(CStdioFile& file, MgfDialect dialect) {
+  std::shared_ptr<void>& slot = file.ReaderState();
+  state_ = std::static_pointer_cast<State>(slot);
+  if (state_ == nullptr || state_->dialect != dialect) {
+    state_ = std::make_shared<State>(file, dialect);
+    slot = state_;
+  }
+}
 
-namespace orvane {
-
-struct MgfReader::State {
-  CStdioFile& file;
-  MgfDialect dialect;
-  unsigned refused = 0;
-  std::uint64_t blockLine = 0;
-};
-
-MgfReader::MgfReader(CStdioFile& file, MgfDialect dialect) : state_(new State{file, dialect}) {}
-MgfReader::~MgfReader() { delete state_; }
+MgfReader::~MgfReader() = default;
 
 HRESULT MgfReader::Next(Dta* pDta) {
-  if (state_->dialect == MgfDialect::Modern) {
-    const std::string path = pDta->strPath;
-    pDta->Clear();
-    pDta->strPath = path;
+  if (state_->dialect == MgfDialect::Modern) return state_->NextModern(pDta);
+  try {
+    return ImportClassic(&state_->file, pDta, &state_->blockLine);
+  } catch (const CFileException& e) {
+    // A read error ends the file as its end would: callers stop on S_FALSE
+    // and ask CStdioFile::ReadFailed().
+    e.ReportError();
+    return S_FALSE;
   }
-  return ImportMgf(&state_->file, pDta, state_->dialect);
 }
 
 unsigned MgfReader::Refused() const { return state_->refused; }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "platform/hresult.h"
@@ -11,9 +12,9 @@
 
 namespace orvane {
 
-// Reads the next block from the file's current position into pDta (which is
-// not cleared). S_OK when a block was read up to its "END IONS", S_FALSE at
-// the end of the file.
+// Reads the next spectrum from the file: MgfReader(*pFile, dialect).Next(pDta).
+// Classic: the next block, read up to its "END IONS", into pDta (which is not
+// cleared); S_OK, or S_FALSE at the end of the file and on a read error.
 HRESULT ImportMgf(CStdioFile* pFile, Dta* pDta, MgfDialect dialect);
 // Appends one block. Always S_OK.
 HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComment,
@@ -23,9 +24,12 @@ HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComm
 unsigned CountMgfSpectra(const char* pszPath);
 
 // Reads an MGF file spectrum by spectrum, from the file's current position.
+// What the reading keeps between spectra (its place, the file's parameters,
+// the count of refused spectra) lives with the open file, so every MgfReader
+// and every ImportMgf call on one file goes on where the last one stopped.
 //
-// Classic: Next() is ImportMgf, call for call. Modern: Next() passes over the
-// spectra it refuses (a message shown for each, counted in Refused()), so
+// Classic: Next() reads as it always has. Modern: Next() passes over the
+// spectra it refuses (an error shown for each, counted in Refused()), so
 // every spectrum it hands out has usable values; file-level parameters
 // before the first block apply to every block that does not state its own.
 class MgfReader {
@@ -51,7 +55,7 @@ class MgfReader {
 
  private:
   struct State;
-  State* state_;
+  std::shared_ptr<State> state_;  // kept with the file (CStdioFile::ReaderState)
 };
 
 }  // namespace orvane

@@ -205,7 +205,8 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 
 // Damaged or cut-off compressed data is a read error naming the file and the
-// place in the content; the file then reads as ended.
+// place in the content, thrown once the content before it has been read (so
+// a reader can name the line); the file then reads as ended.
 TEST(TextFile, BrokenGzipDataIsAReadError) {
   TempDir dir;
   const std::string content = std::string(99, 'z') + "\n";
@@ -224,6 +225,10 @@ TEST(TextFile, BrokenGzipDataIsAReadError) {
     CStdioFile f;
     ASSERT_TRUE(f.Open(path, CStdioFile::modeRead));
     char buf[255];
+    ASSERT_NE(f.ReadString(buf, 255), nullptr);
+    EXPECT_EQ(buf, content);
+    EXPECT_EQ(f.LinesRead(), 1u);
+    EXPECT_FALSE(f.ReadFailed());
     try {
       f.ReadString(buf, 255);
       ADD_FAILURE() << reason;

@@ -153,6 +153,20 @@ TEST(DtaFolderToMgf, TheResultIsThatOfTheLastFile) {
               "\nBEGIN IONS\nTITLE=x.7.7.2.dta\nCHARGE=2+\nPEPMASS=500.003970\n"
               "100.000     5.000\nEND IONS\n");
   }
+  {
+    // Modern: a file refused anywhere in the list fails the conversion.
+    const std::string bad = dir.File("bad.9.9.2.dta");
+    WriteFile(bad, "999.000000 -2\n100.000 5.000");
+    StringList files{bad, good};
+    RecordingReporter boxes;
+    Engine modern(MgfDialect::Modern);
+    EXPECT_EQ(modern->DtaFolderToMgf(&files, dir.Folder(), 0, nullptr), E_FAIL);
+    EXPECT_EQ(boxes.Texts(BoxKind::Error),
+              std::vector<std::string>{bad + ": line 1: spectrum \"bad.9.9.2.dta\": the charge -2 is not one "
+                                             "a spectrum can have (1 to 100); the spectrum is left out"});
+    EXPECT_EQ(ReadFile(dir.File("bad.mgf")),
+              "\nBEGIN IONS\nTITLE=x.7.7.2.dta\nCHARGE=2+\nPEPMASS=500.003638\n100.00000 5\nEND IONS\n");
+  }
 }
 
 TEST(DtaFolderToMgf, ATitleWithoutADotGivesAnEmptyName) {
@@ -284,17 +298,89 @@ TEST(MgfToDta, TitlesThatWouldLeaveTheFolderAreRefusedAndTheRunGoesOn) {
   EXPECT_EQ(boxes.boxes.size(), 6u);
 }
 
-TEST(MgfToDta, TwoBlocksOfOneTitleWriteOneFileInClassic) {
+// Names made from titles never overwrite one another within a run and never
+// hold control characters; what can't be written so is refused with a box
+// naming it, and the conversion fails.
+struct NamesCase {
+  const char* name;
+  MgfDialect dialect;
+  std::string mgf;
+  std::vector<std::pair<std::string, std::string>> files;  // name, content
+  std::vector<std::string> boxes;                           // "kind: text"
+  HRESULT result;
+};
+
+const NamesCase kNamesCases[] = {
+    {"ClassicRefusesANameWrittenAlreadyAndAControlCharacter",
+     MgfDialect::Classic,
+     "BEGIN IONS\nTITLE=spectrum=1\n1 2\nEND IONS\nBEGIN IONS\nTITLE=spectrum=2\n3 4\nEND IONS\n"
+     "BEGIN IONS\nTITLE=File: ..,x\n5 6\nEND IONS\nBEGIN IONS\nTITLE=ok\n7 8\nEND IONS\n",
+     {{"ok", "0.000000 0\n7.000 8.000"}, {"spectrum", "0.000000 0\n1.000 2.000"}},
+     {"message: The spectrum title \"spectrum\" names a file this conversion has written already; the "
+      "spectrum is skipped.",
+      "message: The spectrum title \"x\\n.0.000000.0.dta\" holds a control character and is no file name; "
+      "the spectrum is skipped."},
+     E_FAIL},
+    {"ModernNumbersTitlesAndNamesThatMeet",
+     MgfDialect::Modern,
+     "BEGIN IONS\nTITLE=same\nPEPMASS=500\n1 2\nEND IONS\nBEGIN IONS\nTITLE=same\nPEPMASS=500\n1 2\nEND IONS\n"
+     "BEGIN IONS\nTITLE=same\nPEPMASS=500\n1 2\nEND IONS\nBEGIN IONS\nTITLE=same\nPEPMASS=500\n1 2\nEND IONS\n"
+     "BEGIN IONS\nTITLE=same\nPEPMASS=500\n3 4\nEND IONS\n"
+     "BEGIN IONS\nTITLE=same_2\nPEPMASS=500\n1 2\nEND IONS\nBEGIN IONS\nTITLE=same\t3\nPEPMASS=500\n1 2\nEND IONS\n",
+     {{"same.dta", "500.000000 0\n1.00000 2\n"},
+      {"same_2.dta", "500.000000 0\n1.00000 2\n"},
+      {"same_2_2.dta", "500.000000 0\n1.00000 2\n"},
+      {"same_3.dta", "500.000000 0\n1.00000 2\n"},
+      {"same_3_2.dta", "500.000000 0\n1.00000 2\n"},
+      {"same_4.dta", "500.000000 0\n1.00000 2\n"},
+      {"same_5.dta", "500.000000 0\n3.00000 4\n"}},
+     {},
+     S_FALSE},
+    {"ModernWritesEachChargeOfAList",
+     MgfDialect::Modern,
+     "CHARGE=3+\nBEGIN IONS\nTITLE=l\nCHARGE=2+ and 3+\nPEPMASS=500.5\n1 2\nEND IONS\n"
+     "BEGIN IONS\nTITLE=d\nPEPMASS=500.5\n1 2\nEND IONS\n",
+     {{"d.dta", "1499.485448 3\n1.00000 2\n"},
+      {"l.2.dta", "999.992724 2\n1.00000 2\n"},
+      {"l.3.dta", "1499.485448 3\n1.00000 2\n"}},
+     {},
+     S_FALSE},
+    {"ModernFailsWhenTheReaderRefusedASpectrum",
+     MgfDialect::Modern,
+     "BEGIN IONS\nTITLE=a\n1 2\nEND IONS\nBEGIN IONS\nTITLE=b\nPEPMASS=500\n1 2\n",
+     {{"b.dta", "500.000000 0\n1.00000 2\n"}},
+     {"error: IN: line 1: spectrum \"a\": no precursor m/z (PEPMASS); the spectrum is left out",
+      "warning: IN: line 5: spectrum \"b\" has no END IONS; the block ends at line 8"},
+     E_FAIL},
+};
+
+class MgfToDtaNames : public testing::TestWithParam<NamesCase> {};
+
+TEST_P(MgfToDtaNames, AreSafeAndUnique) {
+  const NamesCase& c = GetParam();
   TempDir dir;
-  WriteFile(dir.File("in.mgf"),
-            "BEGIN IONS\nTITLE=spectrum=1\n1 2\nEND IONS\nBEGIN IONS\nTITLE=spectrum=2\n3 4\nEND IONS\n");
+  const std::string input = dir.File("in.mgf");
+  WriteFile(input, c.mgf);
   const std::string out = dir.File("out") + "/";
   std::filesystem::create_directory(out);
-  Engine engine;
-  EXPECT_EQ(engine->MgfToDta(dir.File("in.mgf"), out, 0, nullptr), S_FALSE);
-  EXPECT_EQ(ListFiles(out), std::vector<std::string>{"spectrum"});
-  EXPECT_EQ(ReadFile(out + "spectrum"), "0.000000 0\n3.000 4.000");
+  Engine engine(c.dialect);
+  RecordingReporter boxes;
+  EXPECT_EQ(engine->MgfToDta(input, out, 0, nullptr), c.result);
+  std::vector<std::pair<std::string, std::string>> files;
+  for (const std::string& name : ListFiles(out)) files.emplace_back(name, ReadFile(out + name));
+  EXPECT_EQ(files, c.files);
+  std::vector<std::string> texts;
+  for (const auto& box : boxes.boxes) texts.push_back(std::string(BoxKindName(box.kind)) + ": " + box.text);
+  std::vector<std::string> expected;
+  for (std::string text : c.boxes) {
+    if (const std::size_t at = text.find("IN: "); at != std::string::npos) text.replace(at, 2, input);
+    expected.push_back(text);
+  }
+  EXPECT_EQ(texts, expected);
 }
+
+INSTANTIATE_TEST_SUITE_P(Cases, MgfToDtaNames, testing::ValuesIn(kNamesCases),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(MgfToDta, NeverWritesOverItsInput) {
   TempDir dir;
@@ -312,15 +398,15 @@ TEST(MgfToDta, ModernTitlesBecomeSafeUniqueFileNames) {
   const std::string longTitle(300, 'L');
   WriteFile(dir.File("in.mgf"),
             "BEGIN IONS\nTITLE=spectrum=2442\nRTINSECONDS=1.5\nCHARGE=2+\nPEPMASS=500.00397 77\n1 2\nEND IONS\n"
-            "BEGIN IONS\nTITLE=spectrum=2442\n1 2\nEND IONS\n"
-            "BEGIN IONS\nTITLE=spectrum_2442\n1 2\nEND IONS\n"
-            "BEGIN IONS\nTITLE=../a b/c\\d.dta\n1 2\nEND IONS\n"
-            "BEGIN IONS\nTITLE=..\n1 2\nEND IONS\n"
-            "BEGIN IONS\nTITLE=.hidden\n1 2\nEND IONS\n"
-            "BEGIN IONS\n1 2\nEND IONS\n"
-            "BEGIN IONS\nTITLE=run.7.7.2.dta\n1 2\nEND IONS\n"
-            "BEGIN IONS\nTITLE=Ünïcode\n1 2\nEND IONS\n"
-            "BEGIN IONS\nTITLE=" + longTitle + "\n1 2\nEND IONS\n");
+            "BEGIN IONS\nTITLE=spectrum=2442\nPEPMASS=500\n1 2\nEND IONS\n"
+            "BEGIN IONS\nTITLE=spectrum_2442\nPEPMASS=500\n1 2\nEND IONS\n"
+            "BEGIN IONS\nTITLE=../a b/c\\d.dta\nPEPMASS=500\n1 2\nEND IONS\n"
+            "BEGIN IONS\nTITLE=..\nPEPMASS=500\n1 2\nEND IONS\n"
+            "BEGIN IONS\nTITLE=.hidden\nPEPMASS=500\n1 2\nEND IONS\n"
+            "BEGIN IONS\nPEPMASS=500\n1 2\nEND IONS\n"
+            "BEGIN IONS\nTITLE=run.7.7.2.dta\nPEPMASS=500\n1 2\nEND IONS\n"
+            "BEGIN IONS\nTITLE=Ünïcode\nPEPMASS=500\n1 2\nEND IONS\n"
+            "BEGIN IONS\nTITLE=" + longTitle + "\nPEPMASS=500\n1 2\nEND IONS\n");
   const std::string out = dir.File("out") + "/";
   std::filesystem::create_directory(out);
   Engine engine(MgfDialect::Modern);

@@ -130,6 +130,73 @@ TEST(ImportDta, ALongLineIsReadInPiecesOf254) {
   EXPECT_EQ(d.GetMass(2), 400.0);
 }
 
+// The modern dialect checks the values at the door. "F" in a message stands
+// for the file's path.
+struct ModernDtaCase {
+  const char* name;
+  std::string content;
+  HRESULT hr;
+  double mass;
+  int charge;
+  std::vector<std::pair<double, double>> peaks;
+  std::vector<std::string> messages;
+};
+
+const ModernDtaCase kModernDtaCases[] = {
+    {"IntensityZeroIsKept", "999.0 2\n100.5 5\n200 0\n", S_OK, 999.0, 2, {{100.5, 5}, {200, 0}}, {}},
+    {"UnusablePeaksLeftOutAndTheRestSorted",
+     "\n999 2\n300 3\n100 1\nnan 2\n-1 5\n150 -2\n100001 1\n1.5e+02 7\n100\nabc def\n\n",
+     S_OK,
+     999.0,
+     2,
+     {{100, 1}, {150, 7}, {300, 3}},
+     {"warning: F: line 2: spectrum \"s.dta\": 6 peaks with an unusable m/z or intensity left out"}},
+    {"ChargeZeroIsUnknownAndKeepsTheMass", "999.5 0\r\n100 5\r\n", S_OK, 999.5, 0, {{100, 5}}, {}},
+    {"AWholeLineIsOnePeak", "999 2\n100.5 7" + std::string(260, ' ') + "300 9\n400 1", S_OK, 999.0, 2,
+     {{100.5, 7}, {400, 1}}, {}},
+    {"NegativeChargeIsRefused", "999 -2\n100 5\n", E_FAIL, 0, 0, {},
+     {"error: F: line 1: spectrum \"s.dta\": the charge -2 is not one a spectrum can have (1 to 100); the "
+      "spectrum is left out"}},
+    {"ChargeAbove100IsRefused", "999 101\n", E_FAIL, 0, 0, {},
+     {"error: F: line 1: spectrum \"s.dta\": the charge 101 is not one a spectrum can have (1 to 100); the "
+      "spectrum is left out"}},
+    {"AnEmptyFileIsRefused", "", E_FAIL, 0, 0, {},
+     {"error: F: line 1: spectrum \"s.dta\": no precursor mass (MH+); the spectrum is left out"}},
+    {"MassZeroIsRefused", "0 2\n100 5\n", E_FAIL, 0, 0, {},
+     {"error: F: line 1: spectrum \"s.dta\": the precursor mass (MH+) 0 is unusable; the spectrum is left out"}},
+    {"InfiniteMassIsRefused", "inf 2\n", E_FAIL, 0, 0, {},
+     {"error: F: line 1: spectrum \"s.dta\": the precursor mass (MH+) inf is unusable; the spectrum is left "
+      "out"}},
+    {"ALineTooLongIsAReadError", "999 2\n" + std::string(70000, '1') + "\n", E_UNEXPECTED, 0, 0, {},
+     {"file error: F: line 2: a line longer than 65536 characters; the file is not read."}},
+};
+
+class ImportModernDta : public testing::TestWithParam<ModernDtaCase> {};
+
+TEST_P(ImportModernDta, ChecksTheValuesAtTheDoor) {
+  const auto& c = GetParam();
+  TempDir dir;
+  const std::string path = dir.File("s.dta");
+  WriteFile(path, c.content);
+  RecordingReporter boxes;
+  Dta d;
+  ASSERT_EQ(ImportDta(path.c_str(), &d, MgfDialect::Modern), c.hr);
+  std::vector<std::string> messages;
+  for (const auto& box : boxes.boxes) messages.push_back(std::string(BoxKindName(box.kind)) + ": " + box.text);
+  std::vector<std::string> expected;
+  for (std::string m : c.messages) expected.push_back(m.replace(m.find("F: "), 1, path));
+  EXPECT_EQ(messages, expected);
+  if (c.hr != S_OK) return;
+  EXPECT_EQ(d.dMass, c.mass);
+  EXPECT_EQ(d.nCharge, c.charge);
+  std::vector<std::pair<double, double>> peaks;
+  for (unsigned i = 0; i < d.GetPeakCount(); ++i) peaks.emplace_back(d.GetMass(i), d.GetIntensity(i));
+  EXPECT_EQ(peaks, c.peaks);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, ImportModernDta, testing::ValuesIn(kModernDtaCases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
 TEST(ImportDta, AMissingFileKeepsTitleAndPathAndReports) {
   RecordingReporter boxes;
   TempDir dir;
