@@ -32,6 +32,10 @@ struct ScanRecord {
   PrecursorRecord precursor;       // MS level 2 and above
   std::vector<double> vMz;         // ascending
   std::vector<double> vIntensity;
+  // Not empty: the spectrum is refused (an MS level, charge or precursor m/z
+  // no spectrum can have), and this is the whole error message, naming the
+  // file, the spectrum and the reason. Its peaks are not handed out.
+  std::string strRefusal;
 };
 
 // An open instrument file. Header() is cheap; Peaks() decodes. Both throw

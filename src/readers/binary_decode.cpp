@@ -86,30 +86,34 @@ void DecodeBase64(std::string_view text, std::string* out) {
   }
 }
 
-void InflateZlib(std::string_view data, std::size_t expected, std::string* out) {
+namespace {
+
+// Inflates data into out, growing it as the stream gives output. At most bound
+// bytes are taken: declared says whether bound is the size the file declares
+// (then the output must have it exactly) or only the most this reader takes.
+void Inflate(std::string_view data, std::size_t bound, bool declared, std::string* out) {
   out->clear();
+  if (data.size() > std::numeric_limits<uInt>::max()) {
+    throw std::runtime_error("zlib data of " + std::to_string(data.size()) + " bytes is too long");
+  }
   z_stream strm{};
   if (inflateInit(&strm) != Z_OK) throw std::runtime_error("zlib could not be started");
   strm.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
   strm.avail_in = static_cast<uInt>(data.size());
-  std::size_t capacity = expected > 0 ? expected : data.size() * 4 + 64;
-  out->resize(capacity);
+  // One byte beyond the bound tells that the data goes on past it.
+  const std::size_t most = bound + 1;
+  out->resize(std::min(most, data.size() * 4 + 1024));
   std::size_t produced = 0;
   int ret = Z_OK;
   while (true) {
     if (produced == out->size()) {
-      // A declared size that is too small shows up here: one byte more than
-      // expected is enough to know.
-      if (expected > 0) {
-        out->resize(produced + 1);
-      } else {
-        out->resize(out->size() * 2);
-      }
+      if (produced >= most) break;
+      out->resize(std::min(most, out->size() * 2));
     }
     strm.next_out = reinterpret_cast<Bytef*>(out->data() + produced);
     strm.avail_out = static_cast<uInt>(std::min<std::size_t>(out->size() - produced,
                                                              std::numeric_limits<uInt>::max()));
-    uInt before = strm.avail_out;
+    const uInt before = strm.avail_out;
     ret = inflate(&strm, Z_NO_FLUSH);
     produced += before - strm.avail_out;
     if (ret == Z_STREAM_END) break;
@@ -122,14 +126,31 @@ void InflateZlib(std::string_view data, std::size_t expected, std::string* out) 
       inflateEnd(&strm);
       throw std::runtime_error("damaged zlib data (" + msg + ")");
     }
-    if (expected > 0 && produced > expected) break;
   }
   inflateEnd(&strm);
-  if (expected > 0 && produced != expected) {
+  if (produced > bound) {
+    if (declared) {
+      throw std::runtime_error("zlib data holds more than the " + std::to_string(bound) +
+                               " bytes expected");
+    }
+    throw std::runtime_error("zlib data inflates beyond " + std::to_string(bound) +
+                             " bytes, more than this reader takes for one array");
+  }
+  if (declared && produced != bound) {
     throw std::runtime_error("zlib data holds " + std::to_string(produced) + " bytes, expected " +
-                             std::to_string(expected));
+                             std::to_string(bound));
   }
   out->resize(produced);
+}
+
+}  // namespace
+
+void InflateZlib(std::string_view data, std::size_t expected, std::string* out) {
+  if (expected > kMaxArrayBytes) {
+    throw std::runtime_error("zlib data declared to hold " + std::to_string(expected) +
+                             " bytes, more than this reader takes for one array");
+  }
+  Inflate(data, expected > 0 ? expected : kMaxArrayBytes, expected > 0, out);
 }
 
 std::vector<double> DecodeNumbers(std::string_view text, const ArrayEncoding& encoding,
@@ -137,16 +158,40 @@ std::vector<double> DecodeNumbers(std::string_view text, const ArrayEncoding& en
   std::vector<double> values;
   try {
     std::string bytes;
+    const std::size_t width = NumberWidth(encoding.kind);
+    const std::size_t most = kMaxArrayBytes / width;
+    if (expected > 0 && static_cast<unsigned long>(expected) > most) {
+      throw std::runtime_error("the file declares " + std::to_string(expected) +
+                               " values, more than the " + std::to_string(most) +
+                               " this reader takes in one array");
+    }
+    // The text holds at most 3 bytes per 4 characters, white space and padding included.
+    const std::size_t room = text.size() / 4 * 3 + 2;
+    if (!encoding.bZlib && expected > 0 && static_cast<unsigned long>(expected) > room / width) {
+      throw std::runtime_error("the file declares " + std::to_string(expected) +
+                               " values, its text holds at most " + std::to_string(room / width));
+    }
+    if (text.size() > kMaxArrayText) {
+      throw std::runtime_error("its text of " + std::to_string(text.size()) +
+                               " bytes is longer than this reader takes for one array");
+    }
     DecodeBase64(text, &bytes);
+    if (bytes.size() > kMaxArrayBytes) {
+      throw std::runtime_error("its text holds " + std::to_string(bytes.size()) +
+                               " bytes, more than this reader takes for one array");
+    }
     if (encodedBytes > 0 && bytes.size() != static_cast<std::size_t>(encodedBytes)) {
       throw std::runtime_error("holds " + std::to_string(bytes.size()) +
                                " compressed bytes, the file declares " +
                                std::to_string(encodedBytes));
     }
-    const std::size_t width = NumberWidth(encoding.kind);
-    if (encoding.bZlib) {
+    if (encoding.bZlib && !bytes.empty()) {
       std::string inflated;
-      InflateZlib(bytes, expected > 0 ? static_cast<std::size_t>(expected) * width : 0, &inflated);
+      if (expected >= 0) {
+        Inflate(bytes, static_cast<std::size_t>(expected) * width, true, &inflated);
+      } else {
+        Inflate(bytes, kMaxArrayBytes, false, &inflated);
+      }
       bytes.swap(inflated);
     }
     if (bytes.size() % width != 0) {

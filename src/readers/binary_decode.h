@@ -17,6 +17,14 @@ inline std::size_t NumberWidth(NumberKind kind) {
   return (kind == NumberKind::kFloat32 || kind == NumberKind::kInt32) ? 4 : 8;
 }
 
+// The most one peak array may hold once decoded and inflated: 64 MiB, that is
+// 8 million 64-bit or 16 million 32-bit values, far above any real spectrum.
+// A file that asks for more is refused rather than trusted with the memory.
+inline constexpr std::size_t kMaxArrayBytes = std::size_t{64} << 20;
+// The longest base64 text of one array: that of kMaxArrayBytes, with room for
+// line breaks.
+inline constexpr std::uint64_t kMaxArrayText = kMaxArrayBytes / 3 * 4 + kMaxArrayBytes / 8;
+
 struct ArrayEncoding {
   NumberKind kind = NumberKind::kFloat64;
   bool bZlib = false;
@@ -29,13 +37,16 @@ struct ArrayEncoding {
 void DecodeBase64(std::string_view text, std::string* out);
 
 // Inflates a zlib stream. expected is the size the caller knows the result
-// must have, or 0 when it is unknown. Throws std::runtime_error on damaged
-// data or a size other than the expected one.
+// must have, or 0 when it is unknown; the output grows as the data gives it,
+// never to the expected size up front. Throws std::runtime_error on damaged
+// data, a size other than the expected one, or (size unknown) more than
+// kMaxArrayBytes of output.
 void InflateZlib(std::string_view data, std::size_t expected, std::string* out);
 
 // Base64 text to numbers: decodes, inflates when asked and converts. expected
 // is the number of values the file declares (negative: not known); a different
-// count is an error. encodedBytes, when above 0, is the number of bytes the
+// count is an error, and so is a count the text can't hold or one beyond
+// kMaxArrayBytes. encodedBytes, when above 0, is the number of bytes the
 // base64 text must give (mzXML's compressedLen). what names the array in
 // messages.
 std::vector<double> DecodeNumbers(std::string_view text, const ArrayEncoding& encoding,

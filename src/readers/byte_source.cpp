@@ -195,7 +195,8 @@ class Inflater {
         continue;
       }
       if (ret != Z_OK && ret != Z_BUF_ERROR) {
-        throw std::runtime_error(std::string("damaged gzip data in ") + file_.path() + " (" +
+        throw std::runtime_error(file_.path() + ": damaged gzip data at compressed byte " +
+                                 std::to_string(InputOffset()) + " (" +
                                  (strm_.msg ? strm_.msg : "unknown error") + ")");
       }
       if (recorder && (strm_.data_type & 128) && !(strm_.data_type & 64)) {
@@ -211,8 +212,12 @@ class Inflater {
 
  private:
   std::runtime_error Truncated() const {
-    return std::runtime_error("gzip data of " + file_.path() + " ends too early");
+    return std::runtime_error(file_.path() + ": the gzip data ends too early, at compressed byte " +
+                              std::to_string(InputOffset()));
   }
+
+  // The file offset of the next compressed byte not yet taken by zlib.
+  std::uint64_t InputOffset() const { return nextRead_ - strm_.avail_in; }
 
   void End() {
     if (live_) inflateEnd(&strm_);

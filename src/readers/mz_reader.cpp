@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
+#include <cmath>
 #include <limits>
 #include <stdexcept>
 
@@ -29,6 +31,22 @@ std::unique_ptr<IRawReader> MakeRawReader(const std::string& path) {
 }
 
 namespace readers {
+namespace {
+
+// What told_ records of a spectrum.
+constexpr unsigned char kToldPeaks = 1;    // the warning of left-out peaks
+constexpr unsigned char kToldRefusal = 2;  // the refusal, on the classic road
+constexpr unsigned char kToldFailure = 4;  // a decoding failure, on the classic road
+
+// Peaks the cache of decoded lists holds besides the newest (128 MiB).
+constexpr std::size_t kMaxCachedPeaks = std::size_t{8} << 20;
+
+bool Usable(const RawPeak& p) {
+  return std::isfinite(p.dMass) && std::isfinite(p.dIntensity) && p.dMass > 0.0 &&
+         p.dMass <= kMaxMz && p.dIntensity >= 0.0;
+}
+
+}  // namespace
 
 MzReader::MzReader(std::size_t cacheSize) : cacheSize_(std::max<std::size_t>(cacheSize, 1)) {}
 
@@ -54,6 +72,10 @@ void MzReader::Index(const std::string& strPath) {
   for (std::size_t i = 0; i < table_.spectra.size(); ++i)
     byScan_.emplace_back(table_.spectra[i].nScan, static_cast<int>(i));
   std::sort(byScan_.begin(), byScan_.end());
+  told_.assign(table_.spectra.size(), 0);
+  refused_ = static_cast<std::size_t>(
+      std::count_if(table_.spectra.begin(), table_.spectra.end(),
+                    [](const SpectrumMeta& s) { return !s.strRefusal.empty(); }));
 }
 
 std::size_t MzReader::Count() const { return Table().spectra.size(); }
@@ -66,6 +88,7 @@ void MzReader::Header(std::size_t i, ScanRecord* pRecord) {
   r.nMsLevel = s.nMsLevel;
   r.strNativeId = s.strId;
   r.nScan = s.nScan;
+  r.strRefusal = s.strRefusal;
   if (s.retentionSeconds.bSet) {
     r.dRetentionSeconds = s.retentionSeconds.dValue;
     r.bRetentionTime = true;
@@ -108,6 +131,11 @@ double ShortestOfFloat(double v) {
 
 void MzReader::Peaks(std::size_t i, ScanRecord* pRecord) {
   const SpectrumMeta& s = Table().spectra.at(i);
+  if (!s.strRefusal.empty()) {
+    pRecord->vMz.clear();
+    pRecord->vIntensity.clear();
+    return;
+  }
   const RawPeakList& peaks = Peaks(static_cast<int>(i));
   const bool mzSingle = s.mz.encoding.kind == NumberKind::kFloat32;
   const bool inSingle = s.bInterleaved ? mzSingle : s.intensity.encoding.kind == NumberKind::kFloat32;
@@ -154,6 +182,9 @@ void MzReader::CloseRawFile() {
   byScan_.shrink_to_fit();
   cache_.clear();
   cache_.shrink_to_fit();
+  told_.clear();
+  told_.shrink_to_fit();
+  refused_ = 0;
   path_.clear();
 }
 
@@ -200,13 +231,51 @@ int MzReader::Find(long nScan) const {
   return it->second;
 }
 
-std::string MzReader::Name(int index) const {
-  const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
-  return table_.format == FileFormat::kMzml ? "spectrum \"" + s.strId + "\"" : "scan " + s.strId;
+long MzReader::NextScanAfter(long nScan, long nLast) {
+  Table();
+  const long past = nLast < LONG_MAX ? nLast + 1 : LONG_MAX;
+  auto it = std::upper_bound(byScan_.begin(), byScan_.end(), std::make_pair(nScan, INT_MAX));
+  return it == byScan_.end() || it->first > nLast ? past : it->first;
 }
 
+bool MzReader::Taken(int index) {
+  const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
+  if (s.strRefusal.empty()) return true;
+  unsigned char& told = told_[static_cast<std::size_t>(index)];
+  if (!(told & kToldRefusal)) {
+    told |= kToldRefusal;
+    ShowError(s.strRefusal);
+  }
+  return false;
+}
+
+template <class Work>
+void MzReader::Shown(int index, Work work) {
+  try {
+    work();
+  } catch (const std::exception& e) {
+    unsigned char& told = told_[static_cast<std::size_t>(index)];
+    if (!(told & kToldFailure)) {
+      told |= kToldFailure;
+      ShowError(e.what());
+    }
+    throw;
+  }
+}
+
+int MzReader::FindTaken(long nScan) {
+  const int index = Find(nScan);
+  return index >= 0 && Taken(index) ? index : -1;
+}
+
+std::string MzReader::Name(int index) const {
+  return SpectrumPlace(table_.format, table_.spectra[static_cast<std::size_t>(index)]);
+}
+
+std::string MzReader::Where(int index) const { return path_ + ": " + Name(index) + ": "; }
+
 void MzReader::GetScanFilter(long nScan, std::string* pstrFilter) {
-  int index = Find(nScan);
+  int index = FindTaken(nScan);
   *pstrFilter = index < 0 ? std::string(kGapFilter) : FilterText(table_, index);
 }
 
@@ -214,23 +283,38 @@ void MzReader::DecodePeaks(int index, RawPeakList* peaks) {
   const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
   peaks->clear();
   auto read = [&](const ArrayText& a, long count, const char* what) {
-    source_->ReadAt(a.offset, static_cast<std::size_t>(a.length), &text_);
-    return DecodeNumbers(text_, a.encoding, count, std::string(what) + " of " + Name(index) +
-                                                       " in " + path_,
-                         a.nCompressedLength);
+    if (a.length > kMaxArrayText) {
+      throw std::runtime_error(Where(index) + what + ": its text of " + std::to_string(a.length) +
+                               " bytes is longer than this reader takes for one array");
+    }
+    try {
+      source_->ReadAt(a.offset, static_cast<std::size_t>(a.length), &text_);
+    } catch (const std::runtime_error& e) {
+      throw std::runtime_error(Where(index) + what + ": " + e.what());
+    }
+    std::vector<double> values =
+        DecodeNumbers(text_, a.encoding, count, Where(index) + what, a.nCompressedLength);
+    if (text_.capacity() > (std::size_t{1} << 20)) std::string().swap(text_);  // no large scratch kept
+    return values;
   };
   if (s.bInterleaved) {
     if (!s.mz.bPresent) {
       if (s.nDeclaredCount > 0) {
-        throw std::runtime_error(Name(index) + " in " + path_ + " declares " +
-                                 std::to_string(s.nDeclaredCount) + " peaks but has no peaks element");
+        throw std::runtime_error(Where(index) + "declares " + std::to_string(s.nDeclaredCount) +
+                                 " peaks but has no peaks element");
       }
       return;
     }
-    std::vector<double> values = read(s.mz, s.mz.nCount, "the peaks");
+    const long most = static_cast<long>(kMaxArrayBytes / (2 * NumberWidth(s.mz.encoding.kind)));
+    if (s.nDeclaredCount > most) {
+      throw std::runtime_error(Where(index) + "declares " + std::to_string(s.nDeclaredCount) +
+                               " peaks, more than the " + std::to_string(most) +
+                               " this reader takes in one scan");
+    }
+    std::vector<double> values =
+        read(s.mz, s.nDeclaredCount >= 0 ? 2 * s.nDeclaredCount : -1, "the peaks");
     if (values.size() % 2 != 0) {
-      throw std::runtime_error("the peaks of " + Name(index) + " in " + path_ +
-                               " hold an odd number of values");
+      throw std::runtime_error(Where(index) + "the peaks hold an odd number of values");
     }
     peaks->resize(values.size() / 2);
     for (std::size_t i = 0; i < peaks->size(); ++i) {
@@ -239,25 +323,36 @@ void MzReader::DecodePeaks(int index, RawPeakList* peaks) {
   } else {
     if (!s.mz.bPresent && !s.intensity.bPresent) {
       if (s.nDeclaredCount > 0) {
-        throw std::runtime_error(Name(index) + " in " + path_ + " declares " +
-                                 std::to_string(s.nDeclaredCount) + " peaks but has no arrays");
+        throw std::runtime_error(Where(index) + "declares " + std::to_string(s.nDeclaredCount) +
+                                 " peaks but has no arrays");
       }
       return;
     }
     if (!s.mz.bPresent || !s.intensity.bPresent) {
-      throw std::runtime_error(Name(index) + " in " + path_ + " has no " +
-                               (s.mz.bPresent ? "intensity" : "m/z") + " array");
+      throw std::runtime_error(Where(index) + "has no " + (s.mz.bPresent ? "intensity" : "m/z") +
+                               " array");
     }
     std::vector<double> mz = read(s.mz, s.mz.nCount >= 0 ? s.mz.nCount : s.nDeclaredCount, "the m/z array");
     std::vector<double> in = read(s.intensity,
                                   s.intensity.nCount >= 0 ? s.intensity.nCount : s.nDeclaredCount,
                                   "the intensity array");
     if (mz.size() != in.size()) {
-      throw std::runtime_error(Name(index) + " in " + path_ + " has " + std::to_string(mz.size()) +
-                               " m/z values but " + std::to_string(in.size()) + " intensities");
+      throw std::runtime_error(Where(index) + "has " + std::to_string(mz.size()) + " m/z values but " +
+                               std::to_string(in.size()) + " intensities");
     }
     peaks->resize(mz.size());
     for (std::size_t i = 0; i < mz.size(); ++i) (*peaks)[i] = RawPeak{mz[i], in[i]};
+  }
+  // Peaks no instrument measures are left out, with one warning per spectrum.
+  const std::size_t before = peaks->size();
+  peaks->erase(std::remove_if(peaks->begin(), peaks->end(), [](const RawPeak& p) { return !Usable(p); }),
+               peaks->end());
+  const std::size_t dropped = before - peaks->size();
+  unsigned char& told = told_[static_cast<std::size_t>(index)];
+  if (dropped > 0 && !(told & kToldPeaks)) {
+    told |= kToldPeaks;
+    ShowWarning(Where(index) + std::to_string(dropped) + (dropped == 1 ? " peak" : " peaks") +
+                " with an unusable m/z or intensity left out");
   }
   // The engine walks mass lists in ascending mass order, as instruments give them.
   if (!std::is_sorted(peaks->begin(), peaks->end(),
@@ -286,8 +381,23 @@ const RawPeakList& MzReader::Peaks(int index) {
   }
   slot->index = -1;
   DecodePeaks(index, &slot->peaks);
+  if (slot->peaks.capacity() > 2 * slot->peaks.size() + 1024) slot->peaks.shrink_to_fit();
   slot->index = index;
   slot->lastUse = tick_;
+  // However large the lists, the cache holds at most kMaxCachedPeaks peaks
+  // besides the newest list: the least recently used go first.
+  std::size_t total = 0;
+  for (const auto& e : cache_) total += e.peaks.size();
+  while (total > slot->peaks.size() + kMaxCachedPeaks) {
+    CacheEntry* oldest = nullptr;
+    for (auto& e : cache_) {
+      if (&e != slot && !e.peaks.empty() && (!oldest || e.lastUse < oldest->lastUse)) oldest = &e;
+    }
+    if (!oldest) break;
+    total -= oldest->peaks.size();
+    oldest->index = -1;
+    RawPeakList().swap(oldest->peaks);
+  }
   return slot->peaks;
 }
 
@@ -318,10 +428,10 @@ void MzReader::CompleteHeader(int index) {
 }
 
 void MzReader::GetScanHeader(long nScan, ScanHeader* pHeader) {
-  int index = Find(nScan);
+  int index = FindTaken(nScan);
   *pHeader = ScanHeader{};
   if (index < 0) return;
-  CompleteHeader(index);
+  Shown(index, [&] { CompleteHeader(index); });
   const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];
   pHeader->nEntries = s.nDeclaredCount;
   pHeader->dLowMass = s.lowMz.dValue;
@@ -337,12 +447,12 @@ void MzReader::GetScanHeader(long nScan, ScanHeader* pHeader) {
 void MzReader::GetMassList(long* pnScan, const std::string&, long, long, long, long, double*,
                            RawPeakList* pList, RawPeakList* pFlags, long* pnSize) {
   if (!pnScan || !pList || !pnSize) throw std::invalid_argument("GetMassList: null argument");
-  int index = Find(*pnScan);
+  int index = FindTaken(*pnScan);
   if (pFlags) pFlags->clear();
   if (index < 0) {
     pList->clear();
   } else {
-    *pList = Peaks(index);
+    Shown(index, [&] { *pList = Peaks(index); });
   }
   *pnSize = static_cast<long>(pList->size());
 }
@@ -350,20 +460,20 @@ void MzReader::GetMassList(long* pnScan, const std::string&, long, long, long, l
 void MzReader::GetPriorMassList(long* pnScan, const std::string&, long, long, long, long, double*,
                                 RawPeakList* pList, RawPeakList* pFlags, long* pnSize) {
   if (!pnScan || !pList || !pnSize) throw std::invalid_argument("GetPriorMassList: null argument");
-  int index = Find(*pnScan);
+  int index = FindTaken(*pnScan);
   if (pFlags) pFlags->clear();
   pList->clear();
   *pnSize = 0;
   if (index < 0) return;
   int prior = table_.spectra[static_cast<std::size_t>(index)].nPriorIndex;
-  if (prior < 0) return;
+  if (prior < 0 || !Taken(prior)) return;
   *pnScan = table_.spectra[static_cast<std::size_t>(prior)].nScan;
-  *pList = Peaks(prior);
+  Shown(prior, [&] { *pList = Peaks(prior); });
   *pnSize = static_cast<long>(pList->size());
 }
 
 void MzReader::GetScanTrailer(long nScan, const std::string& strLabel, Variant* pValue) {
-  int index = Find(nScan);
+  int index = FindTaken(nScan);
   *pValue = Variant::Error();
   if (index < 0) return;
   const SpectrumMeta& s = table_.spectra[static_cast<std::size_t>(index)];

@@ -13,10 +13,22 @@
 // Scan numbers come from the native ids ("scan=N", "scanId=N", "spectrum=N",
 // "index=N" counted from 1) of an mzML file, or the num attributes of an
 // mzXML file. When they don't give every spectrum a unique positive number,
-// all spectra are numbered by their position in the file, from 1. Numbers
-// between the first and the last that no spectrum carries are empty survey
-// scans to the engine: filter text kGapFilter, a zero header, no peaks, no
-// trailer values. Numbers outside that range are an error.
+// all spectra are numbered by their position in the file, from 1 (so do
+// numbers above INT_MAX). Numbers between the first and the last that no
+// spectrum carries are empty survey scans to the engine: filter text
+// kGapFilter, a zero header, no peaks, no trailer values; NextScanAfter skips
+// them. Numbers outside that range are an error.
+//
+// Values are checked at the door, on both roads. A peak whose m/z is not
+// above 0 and up to kMaxMz, or whose intensity is negative, NaN or infinite,
+// is left out, with one warning per spectrum; peaks come in ascending m/z. A
+// spectrum whose MS level, charge or precursor m/z can't be taken (see
+// ScanFile) is refused: the modern road hands its message out in
+// ScanRecord::strRefusal and no peaks; the classic road shows the message
+// once and sees the scan as one no spectrum carries. RefusedCount() tells how
+// many spectra of the open file are refused. Peak arrays that can't be decoded
+// (damaged, or declaring or inflating to more than kMaxArrayBytes) throw on
+// both roads; the classic road's calls show the message first, once.
 #pragma once
 
 #include <cstdint>
@@ -84,8 +96,14 @@ class MzReader final : public IRawReader, public IScanSource {
                         long* pnSize) override;
   void GetScanHeader(long nScan, ScanHeader* pHeader) override;
   void GetScanTrailer(long nScan, const std::string& strLabel, Variant* pValue) override;
+  // The next scan number a spectrum carries (a refused one included), in
+  // O(log n); nLast + 1 past the last.
+  long NextScanAfter(long nScan, long nLast) override;
 
   const std::string& LastError() const { return lastError_; }
+  // Spectra of the open file that are refused; an input that has any counts
+  // as failed.
+  std::size_t RefusedCount() const { return refused_; }
   bool IsOpen() const { return source_ != nullptr; }
   // For tests and tools: what the pass found.
   const readers::ScanTable& Table() const;
@@ -102,11 +120,21 @@ class MzReader final : public IRawReader, public IScanSource {
   // Index of the spectrum with that scan number; -1 for a gap. Throws when no
   // file is open or the number lies outside the file's range.
   int Find(long nScan) const;
+  // As Find, but -1 for a refused spectrum too, whose message is shown once.
+  int FindTaken(long nScan);
+  bool Taken(int index);
+  // Runs work for the classic road, whose engine ends its walk at a failed
+  // call without a word: the failure (a damaged array) is shown here first,
+  // once per spectrum, and passed on.
+  template <class Work>
+  void Shown(int index, Work work);
   const RawPeakList& Peaks(int index);
   void DecodePeaks(int index, RawPeakList* peaks);
   // Fills in the header numbers the file leaves out, from the peaks.
   void CompleteHeader(int index);
   std::string Name(int index) const;
+  // "<file>: <spectrum>: " at the start of a message about a spectrum.
+  std::string Where(int index) const;
 
   std::size_t cacheSize_;
   std::string path_;
@@ -116,6 +144,8 @@ class MzReader final : public IRawReader, public IScanSource {
   std::vector<CacheEntry> cache_;
   std::uint64_t tick_ = 0;
   std::string text_;  // scratch for the base64 text
+  std::vector<unsigned char> told_;  // per spectrum: kToldPeaks, kToldRefusal
+  std::size_t refused_ = 0;
   std::string lastError_;
 };
 

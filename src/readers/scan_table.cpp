@@ -1,11 +1,15 @@
 #include "readers/scan_table.h"
 
 #include "platform/format.h"
+#include "platform/reporter.h"
 
 #include <expat.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
@@ -17,6 +21,10 @@ namespace orvane::readers {
 namespace {
 
 constexpr std::size_t kChunk = 1 << 18;
+// Parameters one referenceableParamGroup may hold; real groups hold a dozen.
+constexpr std::size_t kMaxGroupParams = 1000;
+// Characters of a precursorMz text kept; a number needs far fewer.
+constexpr std::size_t kMaxNumberText = 256;
 
 // The elements that matter; everything else is kOther.
 enum class El {
@@ -52,7 +60,52 @@ enum class El {
   kXScan,
   kPrecursorMz,
   kPeaks,
+  kCount,
 };
+
+// The elements of one format only; in a document of the other they are
+// nothing to this reader.
+bool OnlyMzml(El el) {
+  switch (el) {
+    case El::kRefGroup:
+    case El::kRefGroupRef:
+    case El::kInstrumentConfiguration:
+    case El::kSource:
+    case El::kAnalyzer:
+    case El::kRun:
+    case El::kSpectrumList:
+    case El::kSpectrum:
+    case El::kScanWindow:
+    case El::kPrecursor:
+    case El::kIsolationWindow:
+    case El::kSelectedIon:
+    case El::kActivation:
+    case El::kProduct:
+    case El::kBinaryDataArray:
+    case El::kBinary:
+    case El::kCvParam:
+    case El::kUserParam:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool OnlyMzxml(El el) {
+  switch (el) {
+    case El::kMsRun:
+    case El::kMsInstrument:
+    case El::kMsMassAnalyzer:
+    case El::kMsIonisation:
+    case El::kMsModel:
+    case El::kXScan:
+    case El::kPrecursorMz:
+    case El::kPeaks:
+      return true;
+    default:
+      return false;
+  }
+}
 
 El Classify(std::string_view name) {
   static const std::unordered_map<std::string_view, El> kNames = {
@@ -115,11 +168,13 @@ std::string_view Trim(std::string_view s) {
   return s;
 }
 
+// A finite number: "nan", "inf" and numbers beyond the range of a double are
+// no value.
 bool ParseDouble(std::string_view text, double* out) {
   text = Trim(text);
   if (text.empty()) return false;
   auto r = std::from_chars(text.data(), text.data() + text.size(), *out);
-  return r.ec == std::errc() && r.ptr == text.data() + text.size();
+  return r.ec == std::errc() && r.ptr == text.data() + text.size() && std::isfinite(*out);
 }
 
 bool ParseLong(std::string_view text, long* out) {
@@ -127,6 +182,20 @@ bool ParseLong(std::string_view text, long* out) {
   if (text.empty()) return false;
   auto r = std::from_chars(text.data(), text.data() + text.size(), *out);
   return r.ec == std::errc() && r.ptr == text.data() + text.size();
+}
+
+// A count of values or peaks as a file declares it; -1 (not declared) for
+// anything but a whole number from 0 on.
+long ParseCount(const char* text) {
+  long n;
+  return text && ParseLong(text, &n) && n >= 0 ? n : -1;
+}
+
+// Text as read, for a message: quoted, and cut short when long.
+std::string Quoted(std::string_view text) {
+  constexpr std::size_t kShown = 40;
+  if (text.size() > kShown) return "\"" + std::string(text.substr(0, kShown)) + "...\"";
+  return "\"" + std::string(text) + "\"";
 }
 
 // Seconds made from minutes or hours, rounded to 12 significant digits (a
@@ -243,6 +312,7 @@ class Scanner {
     XML_SetUserData(parser_, this);
     XML_SetElementHandler(parser_, &Scanner::OnStart, &Scanner::OnEnd);
     XML_SetXmlDeclHandler(parser_, &Scanner::OnDecl);
+    XML_SetEntityDeclHandler(parser_, &Scanner::OnEntityDecl);
     try {
       Parse(source);
     } catch (...) {
@@ -275,8 +345,7 @@ class Scanner {
         if (done_ && XML_GetErrorCode(parser_) == XML_ERROR_ABORTED) break;
         throw std::runtime_error(
             path_ + ": not a readable " + FormatName() + " document: " +
-            XML_ErrorString(XML_GetErrorCode(parser_)) + " at line " +
-            std::to_string(XML_GetCurrentLineNumber(parser_)));
+            XML_ErrorString(XML_GetErrorCode(parser_)) + " at " + At());
       }
       if (n == 0) break;
     }
@@ -305,11 +374,82 @@ class Scanner {
     return t_->format == FileFormat::kMzml ? "\"" + s.strId + "\"" : "scan " + s.strId;
   }
 
+  // The place of the event in hand: "line 12, column 5", both from 1.
+  std::string At() const {
+    return "line " + std::to_string(XML_GetCurrentLineNumber(parser_)) + ", column " +
+           std::to_string(XML_GetCurrentColumnNumber(parser_) + 1);
+  }
+
+  // Refuses spectrum s for the reason given; the first reason stands.
+  void Refuse(SpectrumMeta& s, const std::string& reason) {
+    if (s.strRefusal.empty()) {
+      s.strRefusal = path_ + ": " + SpectrumPlace(t_->format, s) + ": refused: " + reason;
+    }
+  }
+
+  // A stated MS level: 1 to kMaxMsLevel; anything else refuses the spectrum
+  // and leaves its level to be judged from its precursors.
+  void SetLevel(SpectrumMeta& s, const char* text) {
+    long level;
+    if (ParseLong(text, &level) && level >= 1 && level <= kMaxMsLevel) {
+      s.nMsLevel = static_cast<int>(level);
+    } else {
+      s.nMsLevel = 0;
+      Refuse(s, "MS level " + Quoted(text) + " is not one this reader takes (1 to " +
+                    std::to_string(kMaxMsLevel) + ")");
+    }
+  }
+
+  // A stated charge into *z: 0 states nothing; 1 to kMaxCharge. Anything
+  // else refuses the current spectrum and answers false.
+  bool ReadCharge(std::string_view text, long* z) {
+    if (ParseLong(text, z) && *z >= 0 && *z <= kMaxCharge) return true;
+    Refuse(Cur(), "charge " + Quoted(text) + " is not one a precursor can have (1 to " +
+                      std::to_string(kMaxCharge) + ")");
+    return false;
+  }
+
+  // At the end of a spectrum: its level when the file states none, and the
+  // checks of level and precursor m/z.
+  void Finish(SpectrumMeta& s, int levelHint) {
+    if (s.nMsLevel == 0 && s.strRefusal.empty()) {
+      const std::size_t n = s.precursors.size();
+      s.nMsLevel = levelHint == 1 || n == 0 ? 1 : n >= kMaxMsLevel ? kMaxMsLevel + 1 : static_cast<int>(n) + 1;
+    }
+    if (s.nMsLevel > kMaxMsLevel) {
+      Refuse(s, "it has " + std::to_string(s.precursors.size()) + " precursors, more than an MS level of " +
+                    std::to_string(kMaxMsLevel) + " can have");
+      s.nMsLevel = 0;
+    }
+    if (s.nMsLevel < 2 || !s.strRefusal.empty()) return;
+    if (s.selectedMz.bSet) {
+      const double mz = s.selectedMz.dValue;
+      if (mz <= 0.0 || mz > kMaxMz) {
+        Refuse(s, "precursor m/z " + Quoted(s.strPrecursorMzText) + " is not usable (above 0, up to " +
+                      Format("%g", kMaxMz) + ")");
+      }
+    } else if (!s.strPrecursorMzText.empty()) {
+      Refuse(s, "precursor m/z " + Quoted(s.strPrecursorMzText) + " is not a number");
+    } else {
+      Refuse(s, "MS level " + std::to_string(s.nMsLevel) + " without a precursor m/z");
+    }
+  }
+
   static void XMLCALL OnDecl(void* ud, const XML_Char*, const XML_Char* encoding, int) {
     auto* self = static_cast<Scanner*>(ud);
     if (encoding && Lower(encoding).rfind("utf-16", 0) == 0) {
       self->Fail(self->path_ + ": UTF-16 documents are not supported");
     }
+  }
+
+  // Entities would move the text of the peak arrays away from the places the
+  // pass records; no mzML or mzXML writer declares any.
+  static void XMLCALL OnEntityDecl(void* ud, const XML_Char* name, int, const XML_Char*, int,
+                                   const XML_Char*, const XML_Char*, const XML_Char*,
+                                   const XML_Char*) {
+    auto* self = static_cast<Scanner*>(ud);
+    self->Fail(self->path_ + ": " + self->At() + ": the document declares the entity \"" + name +
+               "\"; mzML and mzXML files declare none");
   }
 
   static void XMLCALL OnStart(void* ud, const XML_Char* name, const XML_Char** atts) {
@@ -320,7 +460,15 @@ class Scanner {
   }
   static void XMLCALL OnChars(void* ud, const XML_Char* s, int len) {
     auto* self = static_cast<Scanner*>(ud);
-    if (self->collect_) self->text_.append(s, static_cast<std::size_t>(len));
+    if (!self->collect_) return;
+    const std::size_t n = static_cast<std::size_t>(len);
+    // A text longer than any number is kept cut short: no number either way.
+    if (self->text_.size() + n > kMaxNumberText) {
+      self->text_.append(s, std::min(n, kMaxNumberText - std::min(kMaxNumberText, self->text_.size())));
+      self->textCut_ = true;
+    } else {
+      self->text_.append(s, n);
+    }
   }
 
   std::uint64_t TextStart() const {
@@ -332,9 +480,10 @@ class Scanner {
   El Context() const { return stack_.empty() ? El::kOther : stack_.back(); }
 
   void Start(const XML_Char* name, const XML_Char** atts) {
+    if (!error_.empty()) return;
     if (skip_ > 0) {
       ++skip_;
-      stack_.push_back(El::kOther);
+      Push(El::kOther);
       return;
     }
     El el = Classify(name);
@@ -351,6 +500,8 @@ class Scanner {
     }
     // mzML and mzXML share a few names; the format decides.
     if (t_->format == FileFormat::kMzxml && el == El::kScan) el = El::kXScan;
+    if (t_->format == FileFormat::kMzml ? OnlyMzxml(el) : OnlyMzml(el)) el = El::kOther;
+    if (!InPlace(el, name)) return;
     switch (el) {
       case El::kSkip:
         skip_ = 1;
@@ -376,10 +527,6 @@ class Scanner {
       case El::kRun:
         if (const char* ref = Attr(atts, "defaultInstrumentConfigurationRef")) defaultRef_ = ref;
         break;
-      case El::kSpectrumList:
-      case El::kMsRun:
-        Reserve(Attr(atts, el == El::kMsRun ? "scanCount" : "count"));
-        break;
       case El::kSpectrum:
         StartSpectrum(atts);
         break;
@@ -398,6 +545,8 @@ class Scanner {
           precCharges_.clear();
           precIntensity_ = 0.0;
           precLower_ = OptionalValue{};
+          precSelectedText_.clear();
+          precIsolationText_.clear();
           precUpper_ = OptionalValue{};
           if (const char* ref = Attr(atts, "spectrumRef")) {
             Cur().strRef = ref;
@@ -411,8 +560,7 @@ class Scanner {
           array_ = ArrayText{};
           arrayRole_ = 0;
           arrayNumpress_ = false;
-          long n;
-          if (const char* len = Attr(atts, "arrayLength"); len && ParseLong(len, &n)) array_.nCount = n;
+          array_.nCount = ParseCount(Attr(atts, "arrayLength"));
         }
         break;
       case El::kBinary:
@@ -456,12 +604,53 @@ class Scanner {
       default:
         break;
     }
+    Push(el);
+  }
+
+  void Push(El el) {
     stack_.push_back(el);
+    ++open_[static_cast<std::size_t>(el)];
+  }
+
+  bool Inside(El el) const { return open_[static_cast<std::size_t>(el)] > 0; }
+
+  // Elements that belong to one spectrum (or mzXML scan) must be inside one,
+  // and not inside another of their kind; spectra don't nest (mzXML scans do:
+  // an MS/MS scan inside its survey scan). False after the failure.
+  bool InPlace(El el, const XML_Char* name) {
+    const El owner = t_->format == FileFormat::kMzml ? El::kSpectrum : El::kXScan;
+    const char* ownerName = t_->format == FileFormat::kMzml ? "spectrum" : "scan";
+    std::string problem;
+    switch (el) {
+      case El::kSpectrum:
+        if (Inside(El::kSpectrum)) problem = "inside spectrum " + SpectrumName() + "; spectra don't nest";
+        break;
+      case El::kPrecursor:
+      case El::kBinaryDataArray:
+      case El::kBinary:
+      case El::kPrecursorMz:
+      case El::kPeaks:
+        if (!Inside(owner)) {
+          problem = std::string("outside any ") + ownerName;
+        } else if (Inside(el)) {
+          problem = std::string("inside another <") + name + "> of " + SpectrumName();
+        }
+        break;
+      default:
+        break;
+    }
+    if (problem.empty()) return true;
+    Fail(path_ + ": " + At() + ": a <" + name + "> element " + problem);
+    return false;
   }
 
   void End(const XML_Char*) {
+    if (!error_.empty()) return;
     El el = stack_.empty() ? El::kOther : stack_.back();
-    if (!stack_.empty()) stack_.pop_back();
+    if (!stack_.empty()) {
+      stack_.pop_back();
+      --open_[static_cast<std::size_t>(el)];
+    }
     if (skip_ > 0) {
       --skip_;
       return;
@@ -479,7 +668,7 @@ class Scanner {
         XML_StopParser(parser_, XML_FALSE);
         break;
       case El::kSpectrum:
-        EndSpectrum();
+        if (cur_ >= 0) EndSpectrum();
         break;
       case El::kPrecursor:
         if (cur_ >= 0) EndPrecursor();
@@ -510,14 +699,6 @@ class Scanner {
 
   SpectrumMeta& Cur() { return t_->spectra[static_cast<std::size_t>(cur_)]; }
 
-  // Room for the number of spectra the file announces (trusted up to a bound).
-  void Reserve(const char* count) {
-    long n;
-    if (count && ParseLong(count, &n) && n > 0) {
-      t_->spectra.reserve(static_cast<std::size_t>(std::min(n, 1L << 20)));
-    }
-  }
-
   // ---- mzML ----
 
   void OnParam(El kind, const XML_Char** atts) {
@@ -530,7 +711,14 @@ class Scanner {
     if (const char* a = Attr(atts, "unitAccession")) p.unitAccession = a;
     if (const char* a = Attr(atts, "unitName")) p.unitName = a;
     if (!groupId_.empty()) {
-      groups_[groupId_].push_back(std::move(p));
+      auto& group = groups_[groupId_];
+      // Each reference applies the whole group: a bound keeps that linear.
+      if (group.size() >= kMaxGroupParams) {
+        Fail(path_ + ": " + At() + ": referenceableParamGroup \"" + groupId_ + "\" holds more than " +
+             std::to_string(kMaxGroupParams) + " parameters");
+        return;
+      }
+      group.push_back(std::move(p));
       return;
     }
     Apply(Context(), p);
@@ -541,7 +729,7 @@ class Scanner {
     if (!ref) return;
     auto it = groups_.find(ref);
     if (it == groups_.end()) {
-      Fail(path_ + ": referenceableParamGroupRef \"" + ref + "\" names no group of the file");
+      Fail(path_ + ": " + At() + ": referenceableParamGroupRef \"" + ref + "\" names no group of the file");
       return;
     }
     for (const auto& p : it->second) Apply(Context(), p);
@@ -571,14 +759,15 @@ class Scanner {
           if (p.name == "filter string") {
             s.strFilter = p.value;
           } else if (EndsWith(p.name, "Monoisotopic M/Z:")) {
-            SetFrom(&s.monoisotopicMz, p.value.c_str());
+            // 0 is the instrument's "not determined"; a value no m/z can have is none.
+            double v;
+            if (ParseDouble(p.value, &v) && v >= 0.0 && v <= kMaxMz) s.monoisotopicMz.Set(v);
           } else if (EndsWith(p.name, "Charge State:")) {
             long z;
-            if (ParseLong(p.value, &z)) trailerCharge_ = static_cast<int>(z);
+            if (ReadCharge(p.value, &z)) trailerCharge_ = static_cast<int>(z);
           }
         } else if (acc == "MS:1000511") {
-          long level;
-          if (ParseLong(p.value, &level)) s.nMsLevel = static_cast<int>(level);
+          SetLevel(s, p.value.c_str());
         } else if (acc == "MS:1000579") {
           levelHint_ = 1;
         } else if (acc == "MS:1000127") {
@@ -622,26 +811,35 @@ class Scanner {
       }
       case El::kIsolationWindow:
         if (!inPrecursor()) break;
-        if (acc == "MS:1000827") SetFrom(&precIsolation_, p.value.c_str());
-        else if (acc == "MS:1000828") SetFrom(&precLower_, p.value.c_str());
-        else if (acc == "MS:1000829") SetFrom(&precUpper_, p.value.c_str());
+        if (acc == "MS:1000827") {
+          if (!precIsolation_.bSet) precIsolationText_ = p.value;
+          SetFrom(&precIsolation_, p.value.c_str());
+        } else if (acc == "MS:1000828") {
+          SetFrom(&precLower_, p.value.c_str());
+        } else if (acc == "MS:1000829") {
+          SetFrom(&precUpper_, p.value.c_str());
+        }
         break;
       case El::kSelectedIon:
         if (!inPrecursor()) break;
         if (acc == "MS:1000744") {
-          if (!precSelected_.bSet) SetFrom(&precSelected_, p.value.c_str());
+          if (!precSelected_.bSet) {
+            precSelectedText_ = p.value;
+            SetFrom(&precSelected_, p.value.c_str());
+          }
         } else if (acc == "MS:1000041") {
           long z;
-          if (ParseLong(p.value, &z) && precCharge_ == 0) precCharge_ = static_cast<int>(std::labs(z));
-          if (ParseLong(p.value, &z)) AddCharge(z);
+          if (ReadCharge(p.value, &z)) {
+            if (precCharge_ == 0) precCharge_ = static_cast<int>(z);
+            AddCharge(z);
+          }
         } else if (acc == "MS:1000042") {
           double v;
           if (ParseDouble(p.value, &v) && v > 0.0) precIntensity_ = v;
         } else if (acc == "MS:1000633") {
           long z;
-          if (ParseLong(p.value, &z)) {
-            int az = static_cast<int>(std::labs(z));
-            if (precPossibleMin_ == 0 || az < precPossibleMin_) precPossibleMin_ = az;
+          if (ReadCharge(p.value, &z) && z > 0) {
+            if (precPossibleMin_ == 0 || z < precPossibleMin_) precPossibleMin_ = static_cast<int>(z);
             AddCharge(z);
           }
         }
@@ -681,30 +879,28 @@ class Scanner {
     }
   }
 
-  bool inPrecursor() const {
-    return std::find(stack_.begin(), stack_.end(), El::kPrecursor) != stack_.end();
-  }
+  bool inPrecursor() const { return Inside(El::kPrecursor); }
 
   void StartSpectrum(const XML_Char** atts) {
     t_->spectra.emplace_back();
     cur_ = static_cast<int>(t_->spectra.size() - 1);
     SpectrumMeta& s = Cur();
     if (const char* id = Attr(atts, "id")) s.strId = id;
-    long n;
-    if (const char* len = Attr(atts, "defaultArrayLength"); len && ParseLong(len, &n)) {
-      s.nDeclaredCount = n;
-    }
+    s.nDeclaredCount = ParseCount(Attr(atts, "defaultArrayLength"));
     levelHint_ = 0;
     trailerCharge_ = 0;
     instrumentRef_.clear();
   }
 
   void EndPrecursor() {
-    if (std::find(stack_.begin(), stack_.end(), El::kSpectrum) == stack_.end()) return;
     SpectrumMeta& s = Cur();
     prec_.dMz = precSelected_.bSet ? precSelected_.dValue : precIsolation_.dValue;
     s.precursors.push_back(prec_);
     s.selectedMz = precSelected_.bSet ? precSelected_ : precIsolation_;
+    // The text behind the m/z, or the text that gave none.
+    s.strPrecursorMzText = precSelected_.bSet || precIsolation_.bSet
+                               ? (precSelected_.bSet ? precSelectedText_ : precIsolationText_)
+                               : (!precSelectedText_.empty() ? precSelectedText_ : precIsolationText_);
     s.vCharges = precCharges_;
     s.dPrecursorIntensity = precIntensity_;
     s.isolationTarget = precIsolation_;
@@ -736,9 +932,7 @@ class Scanner {
 
   void EndSpectrum() {
     SpectrumMeta& s = Cur();
-    if (s.nMsLevel == 0) {
-      s.nMsLevel = levelHint_ == 1 || s.precursors.empty() ? 1 : static_cast<int>(s.precursors.size()) + 1;
-    }
+    Finish(s, levelHint_);
     if (s.nCharge == 0 && trailerCharge_ > 0) s.nCharge = trailerCharge_;
     s.nInstrument = FindInstrument(instrumentRef_.empty() ? defaultRef_ : instrumentRef_);
     if (s.nInstrument < 0 && !t_->instruments.empty()) s.nInstrument = 0;
@@ -757,9 +951,8 @@ class Scanner {
     s.nNestedParent = parent;
     s.bInterleaved = true;
     if (const char* v = Attr(atts, "num")) s.strId = v;
-    long n;
-    if (const char* v = Attr(atts, "msLevel"); v && ParseLong(v, &n)) s.nMsLevel = static_cast<int>(n);
-    if (const char* v = Attr(atts, "peaksCount"); v && ParseLong(v, &n)) s.nDeclaredCount = n;
+    if (const char* v = Attr(atts, "msLevel")) SetLevel(s, v);
+    s.nDeclaredCount = ParseCount(Attr(atts, "peaksCount"));
     if (const char* v = Attr(atts, "polarity")) s.bNegative = std::strcmp(v, "-") == 0;
     if (const char* v = Attr(atts, "centroided")) s.bCentroid = std::strcmp(v, "1") == 0 || std::strcmp(v, "true") == 0;
     if (const char* v = Attr(atts, "retentionTime")) {
@@ -784,10 +977,7 @@ class Scanner {
   }
 
   void EndXScan() {
-    if (cur_ >= 0) {
-      SpectrumMeta& s = Cur();
-      if (s.nMsLevel == 0) s.nMsLevel = s.precursors.empty() ? 1 : static_cast<int>(s.precursors.size()) + 1;
-    }
+    if (cur_ >= 0) Finish(Cur(), 0);
     if (!scanStack_.empty()) scanStack_.pop_back();
     cur_ = scanStack_.empty() ? -1 : scanStack_.back();
   }
@@ -805,19 +995,21 @@ class Scanner {
     s.nCharge = 0;
     precCharges_.clear();
     long z;
-    if (const char* v = Attr(atts, "precursorCharge"); v && ParseLong(v, &z)) {
-      s.nCharge = static_cast<int>(std::labs(z));
-      AddCharge(z);
+    if (const char* v = Attr(atts, "precursorCharge")) {
+      if (ReadCharge(v, &z)) {
+        s.nCharge = static_cast<int>(z);
+        AddCharge(z);
+      }
     } else if (const char* pc = Attr(atts, "possibleCharges")) {
       // A list such as "2,3": the smallest counts.
       std::string_view list(pc);
       int smallest = 0;
       while (!list.empty()) {
         auto comma = list.find_first_of(", ");
+        const std::string_view member = list.substr(0, comma);
         long c;
-        if (ParseLong(list.substr(0, comma), &c)) {
-          int ac = static_cast<int>(std::labs(c));
-          if (smallest == 0 || ac < smallest) smallest = ac;
+        if (!Trim(member).empty() && ReadCharge(member, &c) && c > 0) {
+          if (smallest == 0 || c < smallest) smallest = static_cast<int>(c);
           AddCharge(c);
         }
         if (comma == std::string_view::npos) break;
@@ -835,6 +1027,7 @@ class Scanner {
       s.isolationUpper.Set(v / 2.0);
     }
     text_.clear();
+    textCut_ = false;
     collect_ = true;
     // Character data is wanted here only: the handler stays off for the peaks.
     XML_SetCharacterDataHandler(parser_, &Scanner::OnChars);
@@ -844,14 +1037,19 @@ class Scanner {
     collect_ = false;
     XML_SetCharacterDataHandler(parser_, nullptr);
     double mz = 0.0;
-    if (!ParseDouble(text_, &mz)) {
-      Fail(path_ + ": precursorMz of scan " + Cur().strId + " is not a number: \"" + text_ + "\"");
+    SpectrumMeta& s = Cur();
+    s.strPrecursorMzText = std::string(Trim(text_));
+    if (textCut_ || !ParseDouble(text_, &mz)) {
+      // Counted as a precursor all the same; the scan is refused at its end.
+      s.precursors.push_back(prec_);
+      s.selectedMz = OptionalValue{};
+      s.isolationTarget = OptionalValue{};
       return;
     }
     prec_.dMz = mz;
-    Cur().precursors.push_back(prec_);
-    Cur().selectedMz.Set(mz);
-    Cur().isolationTarget.Set(mz);
+    s.precursors.push_back(prec_);
+    s.selectedMz.Set(mz);
+    s.isolationTarget.Set(mz);
   }
 
   void StartPeaks(const XML_Char** atts) {
@@ -903,8 +1101,7 @@ class Scanner {
     std::uint64_t end = Here();
     array_.length = end > array_.offset ? end - array_.offset : 0;
     array_.bPresent = true;
-    if (s.nDeclaredCount >= 0) array_.nCount = 2 * s.nDeclaredCount;
-    s.mz = array_;
+    s.mz = array_;  // its count: two values per peak the scan declares
   }
 
   // ---- after the pass ----
@@ -913,10 +1110,13 @@ class Scanner {
     auto& spectra = t_->spectra;
     const std::size_t n = spectra.size();
     // Scan numbers: from the ids when they give a unique positive number to
-    // every spectrum, else the position in the file, from 1.
+    // every spectrum, else the position in the file, from 1. Numbers beyond
+    // what an int holds (the engine's scan numbers are ints) count as none,
+    // with a warning: a file that has them is numbered by position.
     bool fromIds = true;
     {
       std::unordered_set<long> seen;
+      const SpectrumMeta* tooLarge = nullptr;
       for (auto& s : spectra) {
         long num = 0;
         if (t_->format == FileFormat::kMzml) {
@@ -925,7 +1125,13 @@ class Scanner {
           num = 0;
         }
         s.nScan = num;
-        if (num <= 0 || !seen.insert(num).second) fromIds = false;
+        if (num > INT_MAX && !tooLarge) tooLarge = &s;
+        if (num <= 0 || num > INT_MAX || !seen.insert(num).second) fromIds = false;
+      }
+      if (tooLarge) {
+        ShowWarning(path_ + ": " + SpectrumPlace(t_->format, *tooLarge) + ": scan number " +
+                    std::to_string(tooLarge->nScan) + " is above " + std::to_string(INT_MAX) +
+                    "; the spectra are numbered by their position in the file");
       }
     }
     if (!fromIds) {
@@ -937,13 +1143,13 @@ class Scanner {
     std::unordered_map<std::string, int> byId;
     byId.reserve(n);
     for (std::size_t i = 0; i < n; ++i) byId.emplace(spectra[i].strId, static_cast<int>(i));
-    int maxLevel = 0;
-    for (const auto& s : spectra) maxLevel = std::max(maxLevel, s.nMsLevel);
+    int maxLevel = 0;  // at most kMaxMsLevel: Finish refuses the spectra beyond
+    for (const auto& s : spectra) maxLevel = std::max(maxLevel, std::min(s.nMsLevel, kMaxMsLevel));
     // Per level: (time, position) of the spectra that have a time, sorted.
     std::vector<std::vector<std::pair<double, int>>> byTime(static_cast<std::size_t>(maxLevel) + 1);
     for (std::size_t i = 0; i < n; ++i) {
       const auto& s = spectra[i];
-      if (s.nMsLevel >= 1 && s.retentionTime.bSet) {
+      if (s.nMsLevel >= 1 && s.nMsLevel <= maxLevel && s.retentionTime.bSet) {
         byTime[static_cast<std::size_t>(s.nMsLevel)].emplace_back(s.retentionTime.dValue, static_cast<int>(i));
       }
     }
@@ -952,7 +1158,7 @@ class Scanner {
     for (std::size_t i = 0; i < n; ++i) {
       auto& s = spectra[i];
       const int self = static_cast<int>(i);
-      if (s.nMsLevel >= 2) {
+      if (s.nMsLevel >= 2 && s.nMsLevel <= maxLevel) {
         int prior = -1;
         if (!s.strRef.empty()) {
           auto it = byId.find(s.strRef);
@@ -971,7 +1177,7 @@ class Scanner {
         }
         s.nPriorIndex = prior;
       }
-      if (s.nMsLevel >= 1) lastOfLevel[static_cast<std::size_t>(s.nMsLevel)] = self;
+      if (s.nMsLevel >= 1 && s.nMsLevel <= maxLevel) lastOfLevel[static_cast<std::size_t>(s.nMsLevel)] = self;
       s.strRef.clear();
       s.strRef.shrink_to_fit();
     }
@@ -981,11 +1187,13 @@ class Scanner {
   std::string path_;
   XML_Parser parser_ = nullptr;
   std::vector<El> stack_;
+  std::array<long, static_cast<std::size_t>(El::kCount)> open_{};  // open elements of each kind
   int skip_ = 0;
   bool sawRoot_ = false;
   bool done_ = false;
   std::string error_;
   bool collect_ = false;
+  bool textCut_ = false;
   std::string text_;
   // mzML
   std::unordered_map<std::string, std::vector<Param>> groups_;
@@ -999,6 +1207,8 @@ class Scanner {
   Precursor prec_;
   OptionalValue precSelected_;
   OptionalValue precIsolation_;
+  std::string precSelectedText_;
+  std::string precIsolationText_;
   int precCharge_ = 0;
   int precPossibleMin_ = 0;
   std::vector<int> precCharges_;
@@ -1006,12 +1216,11 @@ class Scanner {
   OptionalValue precLower_;
   OptionalValue precUpper_;
 
-  // A stated charge, once, as a positive number; a charge of 0 states nothing.
+  // A stated charge (ReadCharge took it), once; a charge of 0 states nothing.
   void AddCharge(long z) {
-    const long az = std::labs(z);
-    if (az <= 0 || az > 1000) return;
-    if (std::find(precCharges_.begin(), precCharges_.end(), static_cast<int>(az)) == precCharges_.end())
-      precCharges_.push_back(static_cast<int>(az));
+    if (z <= 0 || z > kMaxCharge) return;
+    if (std::find(precCharges_.begin(), precCharges_.end(), static_cast<int>(z)) == precCharges_.end())
+      precCharges_.push_back(static_cast<int>(z));
   }
   ArrayText array_;
   int arrayRole_ = 0;  // 1 m/z, 2 intensity
@@ -1030,6 +1239,10 @@ void ScanFile(ByteSource& source, const std::string& path, ScanTable* table) {
   scanner.Run(source);
 }
 
+std::string SpectrumPlace(FileFormat format, const SpectrumMeta& s) {
+  return format == FileFormat::kMzml ? "spectrum \"" + s.strId + "\"" : "scan " + s.strId;
+}
+
 long ScanNumberFromId(const std::string& id) {
   // Keys in order of preference; an id is a list of key=value pairs.
   static const char* kKeys[] = {"scan", "scanId", "spectrum", "index"};
@@ -1044,7 +1257,8 @@ long ScanNumberFromId(const std::string& id) {
         std::size_t end = text.find(' ', eq + 1);
         long value;
         if (ParseLong(text.substr(eq + 1, end == std::string_view::npos ? end : end - eq - 1), &value)) {
-          return std::strcmp(key, "index") == 0 ? value + 1 : value;
+          if (std::strcmp(key, "index") != 0) return value;
+          return value >= 0 && value < LONG_MAX ? value + 1 : 0;
         }
       }
       pos = eq;

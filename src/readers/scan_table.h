@@ -15,6 +15,11 @@ namespace orvane::readers {
 
 enum class FileFormat { kMzml, kMzxml };
 
+// What this reader takes from a file; a spectrum beyond them is refused.
+inline constexpr int kMaxMsLevel = 10;   // deepest MS level
+inline constexpr int kMaxCharge = 100;   // largest precursor charge
+inline constexpr double kMaxMz = 100000.0;  // largest m/z any instrument measures
+
 // The base64 text of one array: its place in the content and its encoding.
 struct ArrayText {
   std::uint64_t offset = 0;
@@ -42,6 +47,10 @@ struct OptionalValue {
 };
 
 struct SpectrumMeta {
+  // Not empty: the spectrum is refused, and this is the whole message naming
+  // the file, the spectrum and the reason ("run.mzML: spectrum "scan=3":
+  // refused: charge "-2" is not one a precursor can have (1 to 100)").
+  std::string strRefusal;
   std::string strId;        // mzML native id; mzXML num as written
   std::string strRef;       // mzML precursor spectrumRef; mzXML precursorScanNum
   long nScan = 0;           // scan number the engine sees
@@ -67,6 +76,7 @@ struct SpectrumMeta {
   // given), the offsets of the isolation window below and above its target.
   std::vector<int> vCharges;
   OptionalValue selectedMz;
+  std::string strPrecursorMzText;  // the text selectedMz was read from, for messages
   double dPrecursorIntensity = 0.0;
   OptionalValue isolationTarget;
   OptionalValue isolationLower;
@@ -95,9 +105,18 @@ struct ScanTable {
 
 // Reads the whole content once and fills the table; resolves scan numbers and
 // prior scans. Throws std::runtime_error with a message naming the file and
-// the place when the content is not a readable mzML or mzXML document, or
-// uses an encoding this reader doesn't decode (MS-Numpress).
+// the place (the spectrum, or the line and column) when the content is not a
+// readable mzML or mzXML document, has elements where none can be (a
+// spectrum inside a spectrum, peaks outside any scan), or uses an encoding
+// this reader doesn't decode (MS-Numpress). A spectrum whose MS level, charge
+// or precursor m/z can't be taken is kept with its strRefusal set; the pass
+// goes on. Scan numbers above INT_MAX number all spectra by their position,
+// with a warning.
 void ScanFile(ByteSource& source, const std::string& path, ScanTable* table);
+
+// The spectrum as messages name it: spectrum "<native id>" in an mzML file,
+// scan <num> in an mzXML file.
+std::string SpectrumPlace(FileFormat format, const SpectrumMeta& s);
 
 // Scan number from an mzML native id: the number behind "scan=", "scanId=",
 // "spectrum=" or, 1-based, "index="; 0 when the id holds none of them.

@@ -94,17 +94,21 @@ TEST(GzipSource, DamagedAndTruncatedFilesFailToOpen) {
   std::string bytes = ReadFile(good);
   std::string damaged = bytes;
   for (std::size_t i = bytes.size() / 2; i < bytes.size() / 2 + 64; ++i) damaged[i] = static_cast<char>(~damaged[i]);
+  // The messages name the file and the compressed byte where reading stopped.
+  const std::string path = dir.File("bad.mzML.gz");
   struct Case {
     std::string data;
-    const char* message;
+    std::string message;
   };
-  for (const Case& c : {Case{damaged, "gzip"}, Case{bytes.substr(0, bytes.size() / 2), "ends too early"}}) {
-    const std::string path = dir.File("bad.mzML.gz");
+  for (const Case& c :
+       {Case{damaged, path + ": damaged gzip data at compressed byte "},
+        Case{bytes.substr(0, bytes.size() / 2),
+             path + ": the gzip data ends too early, at compressed byte " + std::to_string(bytes.size() / 2)}}) {
     WriteFile(path, c.data);
     test::RecordingReporter boxes;
     MzReader r;
     EXPECT_EQ(r.OpenRawFile(path), 2);
-    EXPECT_NE(r.LastError().find(c.message), std::string::npos) << r.LastError();
+    EXPECT_EQ(r.LastError().substr(0, c.message.size()), c.message);
   }
 }
 

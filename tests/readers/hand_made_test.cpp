@@ -3,9 +3,12 @@
 // the scan numbers, broken indexes, refused encodings and damaged files.
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <zlib.h>
 
+#include <climits>
 #include <regex>
+#include <sstream>
 
 #include "raw/scan_access.h"
 #include "raw/scan_conversion.h"
@@ -15,6 +18,9 @@
 
 namespace orvane {
 namespace {
+
+// Zero bytes of a zlib bomb: just past what one array may inflate to.
+constexpr std::size_t kBombBytes = readers::kMaxArrayBytes + 8;
 
 using readers::MzReader;
 using test::EncodeBase64;
@@ -254,12 +260,32 @@ TEST(HandMadeMzml, ScanNumberGapsAndRange) {
   std::string filter;
   EXPECT_THROW(f.reader.GetScanFilter(0, &filter), std::runtime_error);
   EXPECT_THROW(f.reader.GetScanFilter(5, &filter), std::runtime_error);
+  // A walk jumps from one number a spectrum carries to the next, and ends
+  // one past the last, even at the largest numbers.
+  HandFile wide(Mzml(Spectrum("scan=1", 1, one) + Spectrum("scan=2000000000", 1, one)));
+  ASSERT_EQ(wide.Open(), 0);
+  struct Step {
+    MzReader* reader;
+    long from, last, next;
+  };
+  for (const Step& step : {Step{&f.reader, 0, 4, 1}, Step{&f.reader, 1, 4, 4}, Step{&f.reader, 2, 4, 4},
+                           Step{&f.reader, 4, 4, 5}, Step{&f.reader, 1, 3, 4}, Step{&wide.reader, 1, 2000000000, 2000000000},
+                           Step{&wide.reader, 2000000000, 2000000000, 2000000001},
+                           Step{&wide.reader, 1, LONG_MAX, 2000000000}, Step{&wide.reader, 2000000000, LONG_MAX, LONG_MAX}}) {
+    SCOPED_TRACE(step.from);
+    EXPECT_EQ(step.reader->NextScanAfter(step.from, step.last), step.next);
+  }
 }
 
 TEST(HandMadeMzml, IdsWithoutUniqueNumbersAreNumberedByPosition) {
   std::string one = Level(1) + ScanList(1.0, nullptr, 100, 1000) + Arrays({500}, {9});
+  // Numbers beyond an int (the engine's scan numbers) count as none, with a warning.
   for (auto ids : {std::pair<const char*, const char*>{"scan=7", "scan=7"},
-                   {"sample=1 period=1 cycle=5 experiment=1", "sample=1 period=1 cycle=6 experiment=1"}}) {
+                   {"sample=1 period=1 cycle=5 experiment=1", "sample=1 period=1 cycle=6 experiment=1"},
+                   {"scan=1", "scan=9000000000000000000"}, {"scan=1", "scan=2147483648"},
+                   {"scan=1", "scan=99999999999999999999"}, {"index=9223372036854775807", "index=1"}}) {
+    SCOPED_TRACE(ids.second);
+    RecordingReporter boxes;
     HandFile f(Mzml(Spectrum(ids.first, 1, one) + Spectrum(ids.second, 1, one)));
     ASSERT_EQ(f.Open(), 0);
     long first = 0, last = 0;
@@ -267,6 +293,13 @@ TEST(HandMadeMzml, IdsWithoutUniqueNumbersAreNumberedByPosition) {
     f.reader.GetLastScan(&last);
     EXPECT_EQ(first, 1);
     EXPECT_EQ(last, 2);
+    const std::string number = std::string(ids.second).substr(5);
+    const bool beyondInt = number.size() >= 10 && number.size() <= 19 && std::string(ids.first) == "scan=1";
+    EXPECT_EQ(boxes.Texts(BoxKind::Warning),
+              beyondInt ? std::vector<std::string>{f.path + ": spectrum \"" + ids.second + "\": scan number " +
+                                                   number + " is above 2147483647; the spectra are numbered by "
+                                                   "their position in the file"}
+                        : std::vector<std::string>{});
   }
   EXPECT_EQ(readers::ScanNumberFromId("controllerType=0 controllerNumber=1 scan=42"), 42);
   EXPECT_EQ(readers::ScanNumberFromId("spectrum=2442"), 2442);
@@ -332,7 +365,8 @@ INSTANTIATE_TEST_SUITE_P(
     Cases, OpenFailureTest,
     ::testing::Values(
         OpenFailure{"missing", "", 1, "No such file"},
-        OpenFailure{"notXml", "just some text\n", 2, "not a readable mzML or mzXML document"},
+        OpenFailure{"notXml", "just some text\n", 2,
+                    "bad.mzML: not a readable mzML or mzXML document: syntax error at line 1, column 1"},
         OpenFailure{"otherRoot", "<?xml version=\"1.0\"?><html><body/></html>", 2, "root element is <html>"},
         OpenFailure{"truncated", Mzml(kOneScan).substr(0, Mzml(kOneScan).find("<binary>") + 20), 2, "at line"},
         OpenFailure{"noRun", "<mzML><cvList/></mzML>", 2, "holds no run"},
@@ -340,7 +374,31 @@ INSTANTIATE_TEST_SUITE_P(
                     "names no group"},
         OpenFailure{"mzxmlContent",
                     R"(<mzXML><msRun><scan num="1" msLevel="1" peaksCount="1"><peaks contentType="m/z ruler">AAAA</peaks></scan></msRun></mzXML>)",
-                    2, "this reader reads \"m/z-int\" pairs"}),
+                    2, "this reader reads \"m/z-int\" pairs"},
+        // Elements where none can be: the parse stops at them, naming the place.
+        OpenFailure{"nestedSpectrum",
+                    R"(<mzML><run><spectrumList><spectrum id="scan=1"><spectrum id="scan=2"></spectrum></spectrum></spectrumList></run></mzML>)",
+                    2, "bad.mzML: line 1, column 48: a <spectrum> element inside spectrum \"scan=1\"; spectra don't nest"},
+        OpenFailure{"arrayOutsideSpectrum",
+                    "<mzML><run>\n  <binaryDataArray><binary>AAAA</binary></binaryDataArray></run></mzML>", 2,
+                    "bad.mzML: line 2, column 3: a <binaryDataArray> element outside any spectrum"},
+        OpenFailure{"precursorInPrecursor",
+                    R"(<mzML><run><spectrum id="scan=1"><precursor><precursor/></precursor></spectrum></run></mzML>)", 2,
+                    "bad.mzML: line 1, column 45: a <precursor> element inside another <precursor> of \"scan=1\""},
+        OpenFailure{"peaksOutsideScan", R"(<mzXML><msRun><peaks>AAAA</peaks></msRun></mzXML>)", 2,
+                    "bad.mzML: line 1, column 15: a <peaks> element outside any scan"},
+        OpenFailure{"peaksInPeaks",
+                    R"(<mzXML><msRun><scan num="1"><peaks><peaks/></peaks></scan></msRun></mzXML>)", 2,
+                    "bad.mzML: line 1, column 36: a <peaks> element inside another <peaks> of scan 1"},
+        OpenFailure{"entity", "<!DOCTYPE mzML [<!ENTITY a \"&#60;b/>\">]><mzML><run/></mzML>", 2,
+                    "bad.mzML: line 1, column 28: the document declares the entity \"a\"; mzML and mzXML files declare none"},
+        OpenFailure{"hugeGroup",
+                    "<mzML><referenceableParamGroup id=\"g\">" + [] {
+                      std::string params;
+                      for (int i = 0; i <= 1000; ++i) params += "<userParam name=\"x\"/>";
+                      return params;
+                    }() + "</referenceableParamGroup><run/></mzML>",
+                    2, "holds more than 1000 parameters"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Numpress, RefusedWithAClearMessage) {
@@ -359,8 +417,9 @@ TEST(DamagedArrays, ThrowWhenTheScanIsRead) {
     const char* message;
   };
   std::vector<Case> cases = {
-      {Arrays({1, 2}, {3, 4}), "holds 2 values, the file declares 3"},
-      {"<binaryDataArrayList count=\"2\"><binaryDataArray>" + k64 + kMzArray + "<binary>AB*D</binary>" +
+      {Arrays({1, 2}, {3, 4}), "the m/z array: the file declares 3 values, its text holds at most 2"},
+      {"<binaryDataArrayList count=\"2\"><binaryDataArray>" + k64 + kMzArray + "<binary>" +
+           EncodeBase64(NumberBytes<double>({1, 2, 3})).replace(5, 1, "*") + "</binary>" +
            "</binaryDataArray><binaryDataArray>" + k32 + kIntensityArray +
            "<binary>AAAA</binary></binaryDataArray></binaryDataArrayList>",
        "invalid character in base64 data"},
@@ -369,7 +428,7 @@ TEST(DamagedArrays, ThrowWhenTheScanIsRead) {
        "has no intensity array"},
   };
   for (const auto& c : cases) {
-    HandFile f(Mzml(Spectrum("scan=1", 3, Level(2) + c.arrays)));
+    HandFile f(Mzml(Spectrum("scan=1", 3, Level(1) + c.arrays)));
     ASSERT_EQ(f.Open(), 0);
     RawPeakList list, flags;
     long scan = 1, n = 0;
@@ -377,10 +436,180 @@ TEST(DamagedArrays, ThrowWhenTheScanIsRead) {
       f.reader.GetMassList(&scan, "", 0, 0, 0, 0, nullptr, &list, &flags, &n);
       ADD_FAILURE() << "no exception for " << c.message;
     } catch (const std::runtime_error& e) {
+      EXPECT_EQ(std::string(e.what()).rfind(f.path + ": spectrum \"scan=1\": ", 0), 0u) << e.what();
       EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
-      EXPECT_NE(std::string(e.what()).find("spectrum \"scan=1\""), std::string::npos) << e.what();
     }
   }
+}
+
+std::string Mzxml(const std::string& scans);
+std::string Peaks(const std::vector<double>& pairs, const std::string& attrs, bool big, bool sixtyFour);
+
+// zlib data of n zero bytes, as base64.
+std::string ZeroBomb(std::size_t n) {
+  const std::string zeros(n, '\0');
+  std::string packed(compressBound(zeros.size()), '\0');
+  uLongf len = packed.size();
+  compress2(reinterpret_cast<Bytef*>(packed.data()), &len, reinterpret_cast<const Bytef*>(zeros.data()),
+            zeros.size(), 9);
+  packed.resize(len);
+  return EncodeBase64(packed);
+}
+
+long PeakRssMb() {
+  rusage u{};
+  getrusage(RUSAGE_SELF, &u);
+  return u.ru_maxrss / 1024;
+}
+
+std::string PeakText(const std::vector<double>& mz, const std::vector<double>& in) {
+  std::ostringstream out;
+  for (std::size_t i = 0; i < mz.size(); ++i) out << (i ? " " : "") << mz[i] << ":" << in[i];
+  return out.str();
+}
+
+std::string SelectedIon(const std::string& mzText, const std::string& chargeText) {
+  return "<precursorList count=\"1\"><precursor><selectedIonList count=\"1\"><selectedIon>" +
+         Cv("MS:1000744", "selected ion m/z", mzText) +
+         (chargeText.empty() ? "" : Cv("MS:1000041", "charge state", chargeText)) +
+         "</selectedIon></selectedIonList></precursor></precursorList>";
+}
+
+std::string OneMs2(const std::string& level, const std::string& precursor,
+                   const std::string& arrays = Arrays({200, 300}, {5, 6}), const char* count = "2") {
+  return Mzml("<spectrum index=\"0\" id=\"scan=1\"" +
+              (count ? std::string(" defaultArrayLength=\"") + count + "\"" : "") + ">" +
+              Cv("MS:1000511", "ms level", level) + precursor + arrays + "</spectrum>\n");
+}
+
+std::string ZlibMzArray(const std::string& base64, const std::string& arrayLength = "") {
+  return "<binaryDataArrayList count=\"2\"><binaryDataArray" +
+         (arrayLength.empty() ? "" : " arrayLength=\"" + arrayLength + "\"") + ">" + k64 + kMzArray +
+         R"(<cvParam cvRef="MS" accession="MS:1000574" name="zlib compression"/><binary>)" + base64 +
+         "</binary></binaryDataArray><binaryDataArray>" + k32 + kIntensityArray + "<binary>" +
+         EncodeBase64(NumberBytes<float>({5, 6})) + "</binary></binaryDataArray></binaryDataArrayList>";
+}
+
+std::string OneMzxmlScan(const std::string& attrs, const std::string& precursor) {
+  return Mzxml("<scan num=\"1\" msLevel=\"2\" " + attrs + ">" + precursor +
+               Peaks({200.0, 5.0, 300.0, 6.0}, R"(precision="32")", true, false) + "</scan>");
+}
+
+// Values checked at the door, on both roads: a spectrum whose MS level,
+// charge or precursor m/z can't be taken is refused (the modern road gets
+// the message, the classic road shows it once and sees a gap); unusable peaks
+// are left out with one warning; arrays that declare or inflate to more than
+// the reader takes fail that spectrum, without the memory being taken.
+TEST(HostileValues, RefusedSpectraDroppedPeaksAndBoundedArrays) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  const std::string ok = SelectedIon("500.25", "2");
+  const std::string bomb = ZeroBomb(kBombBytes);
+  struct Case {
+    const char* name;
+    std::string content;
+    const char* file;
+    std::string refusal;  // after "<path>: "; "" none
+    std::string peaks;    // modern road, "m/z:intensity ..."; or "error: <message after path: >"
+    std::string warning;  // after "<path>: "; "" none
+    std::string charges = "2";
+  };
+  const std::vector<Case> cases = {
+      {"plain", OneMs2("2", ok), "h.mzML", "", "200:5 300:6", ""},
+      {"levelHuge", OneMs2("100000000", ok), "h.mzML",
+       "spectrum \"scan=1\": refused: MS level \"100000000\" is not one this reader takes (1 to 10)", "", ""},
+      {"levelZero", OneMs2("0", ok), "h.mzML",
+       "spectrum \"scan=1\": refused: MS level \"0\" is not one this reader takes (1 to 10)", "", ""},
+      {"chargeNegative", OneMs2("2", SelectedIon("500.25", "-3")), "h.mzML",
+       "spectrum \"scan=1\": refused: charge \"-3\" is not one a precursor can have (1 to 100)", "", "", ""},
+      {"chargeAbove100", OneMs2("2", SelectedIon("500.25", "101")), "h.mzML",
+       "spectrum \"scan=1\": refused: charge \"101\" is not one a precursor can have (1 to 100)", "", "", ""},
+      {"chargeZeroIsUnknown", OneMs2("2", SelectedIon("500.25", "0")), "h.mzML", "", "200:5 300:6", "", ""},
+      {"mzNan", OneMs2("2", SelectedIon("nan", "2")), "h.mzML",
+       "spectrum \"scan=1\": refused: precursor m/z \"nan\" is not a number", "", ""},
+      {"mzNegative", OneMs2("2", SelectedIon("-5", "2")), "h.mzML",
+       "spectrum \"scan=1\": refused: precursor m/z \"-5\" is not usable (above 0, up to 100000)", "", ""},
+      {"mzBeyond", OneMs2("2", SelectedIon("100000.5", "2")), "h.mzML",
+       "spectrum \"scan=1\": refused: precursor m/z \"100000.5\" is not usable (above 0, up to 100000)", "", ""},
+      {"noPrecursor", OneMs2("2", ""), "h.mzML",
+       "spectrum \"scan=1\": refused: MS level 2 without a precursor m/z", "", "", ""},
+      {"unusablePeaks",
+       OneMs2("2", ok, Arrays({300, nan, 0, -1, 100000.5, 200, 250, 400}, {1, 2, 3, 4, 5, -6, 0, inf}), "8"),
+       "h.mzML", "", "250:0 300:1",
+       "spectrum \"scan=1\": 6 peaks with an unusable m/z or intensity left out"},
+      {"mzxmlPrecursorText", OneMzxmlScan("peaksCount=\"2\"", "<precursorMz>abc</precursorMz>"), "h.mzXML",
+       "scan 1: refused: precursor m/z \"abc\" is not a number", "", "", ""},
+      {"mzxmlChargeNegative",
+       OneMzxmlScan("peaksCount=\"2\"", "<precursorMz precursorCharge=\"-2\">500.25</precursorMz>"), "h.mzXML",
+       "scan 1: refused: charge \"-2\" is not one a precursor can have (1 to 100)", "", "", ""},
+      {"mzxmlPeaksCount",
+       OneMzxmlScan("peaksCount=\"4611686018427387904\"", "<precursorMz precursorCharge=\"2\">500.25</precursorMz>"),
+       "h.mzXML", "",
+       "error: scan 1: declares 4611686018427387904 peaks, more than the 8388608 this reader takes in one scan", ""},
+      {"bombUndeclared", OneMs2("2", ok, ZlibMzArray(bomb), nullptr), "h.mzML", "",
+       "error: spectrum \"scan=1\": the m/z array: zlib data inflates beyond 67108864 bytes, more than this "
+       "reader takes for one array",
+       ""},
+      {"bombDeclaredHuge", OneMs2("2", ok, ZlibMzArray(bomb, "200000000")), "h.mzML", "",
+       "error: spectrum \"scan=1\": the m/z array: the file declares 200000000 values, more than the 8388608 "
+       "this reader takes in one array",
+       ""},
+      {"bombDeclaredSmall", OneMs2("2", ok, ZlibMzArray(bomb)), "h.mzML", "",
+       "error: spectrum \"scan=1\": the m/z array: zlib data holds more than the 16 bytes expected", ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    HandFile f(c.content, c.file);
+    RecordingReporter boxes;
+    f.reader.Open(f.path);
+    ASSERT_EQ(f.reader.Count(), 1u);
+    EXPECT_EQ(f.reader.RefusedCount(), c.refusal.empty() ? 0u : 1u);
+    ScanRecord r;
+    f.reader.Header(0, &r);
+    EXPECT_EQ(r.strRefusal, c.refusal.empty() ? "" : f.path + ": " + c.refusal);
+    std::string peaks;
+    try {
+      f.reader.Peaks(0, &r);
+      peaks = PeakText(r.vMz, r.vIntensity);
+    } catch (const std::runtime_error& e) {
+      peaks = "error: " + std::string(e.what()).substr(f.path.size() + 2);
+    }
+    EXPECT_EQ(peaks, c.peaks);
+    std::string charges;
+    for (int z : r.precursor.vCharges) charges += std::to_string(z);
+    if (c.refusal.empty()) {
+      EXPECT_EQ(charges, c.charges);
+    }
+    EXPECT_EQ(boxes.Texts(BoxKind::Warning),
+              c.warning.empty() ? std::vector<std::string>{} : std::vector<std::string>{f.path + ": " + c.warning});
+    // The classic road: the same peaks, or the same failure, shown once; a
+    // refused spectrum is a gap, its message shown once however often it is
+    // asked for.
+    MzReader classic;
+    ASSERT_EQ(classic.OpenRawFile(f.path), 0);
+    if (c.peaks.rfind("error: ", 0) == 0) {
+      EXPECT_THROW(ViewScan(classic, 1), std::runtime_error);
+      EXPECT_THROW(ViewScan(classic, 1), std::runtime_error);
+      EXPECT_EQ(boxes.Texts(BoxKind::Error), std::vector<std::string>{f.path + ": " + c.peaks.substr(7)});
+      continue;
+    }
+    auto first = ViewScan(classic, 1);
+    auto again = ViewScan(classic, 1);
+    std::vector<double> mz, in;
+    for (const RawPeak& p : again.peaks) {
+      mz.push_back(p.dMass);
+      in.push_back(p.dIntensity);
+    }
+    EXPECT_EQ(PeakText(mz, in), c.peaks);
+    if (!c.refusal.empty()) {
+      EXPECT_EQ(first.filter, readers::kGapFilter);
+      EXPECT_EQ(boxes.Texts(BoxKind::Error), std::vector<std::string>{f.path + ": " + c.refusal});
+    } else {
+      EXPECT_TRUE(boxes.Texts(BoxKind::Error).empty());
+    }
+  }
+  // Nothing above took the memory a declared or inflated size asked for.
+  EXPECT_LT(PeakRssMb(), 1024);
 }
 
 // The modern road: one block per MS/MS scan with the charges the file states
