@@ -388,9 +388,11 @@ class Scanner {
   }
 
   // A stated MS level: 1 to kMaxMsLevel; anything else refuses the spectrum
-  // and leaves its level to be judged from its precursors.
+  // and leaves its level to be judged from its precursors. An empty text
+  // states none.
   void SetLevel(SpectrumMeta& s, const char* text) {
     long level;
+    if (Trim(text).empty()) return;
     if (ParseLong(text, &level) && level >= 1 && level <= kMaxMsLevel) {
       s.nMsLevel = static_cast<int>(level);
     } else {
@@ -400,9 +402,11 @@ class Scanner {
     }
   }
 
-  // A stated charge into *z: 0 states nothing; 1 to kMaxCharge. Anything
-  // else refuses the current spectrum and answers false.
+  // A stated charge into *z: 0 (or an empty text) states nothing; 1 to
+  // kMaxCharge. Anything else refuses the current spectrum and answers false.
   bool ReadCharge(std::string_view text, long* z) {
+    *z = 0;
+    if (Trim(text).empty()) return true;
     if (ParseLong(text, z) && *z >= 0 && *z <= kMaxCharge) return true;
     Refuse(Cur(), "charge " + Quoted(text) + " is not one a precursor can have (1 to " +
                       std::to_string(kMaxCharge) + ")");
@@ -1008,7 +1012,7 @@ class Scanner {
         auto comma = list.find_first_of(", ");
         const std::string_view member = list.substr(0, comma);
         long c;
-        if (!Trim(member).empty() && ReadCharge(member, &c) && c > 0) {
+        if (ReadCharge(member, &c) && c > 0) {
           if (smallest == 0 || c < smallest) smallest = static_cast<int>(c);
           AddCharge(c);
         }

@@ -525,6 +525,7 @@ TEST(HostileValues, RefusedSpectraDroppedPeaksAndBoundedArrays) {
       {"chargeAbove100", OneMs2("2", SelectedIon("500.25", "101")), "h.mzML",
        "spectrum \"scan=1\": refused: charge \"101\" is not one a precursor can have (1 to 100)", "", "", ""},
       {"chargeZeroIsUnknown", OneMs2("2", SelectedIon("500.25", "0")), "h.mzML", "", "200:5 300:6", "", ""},
+      {"emptyLevelAndChargeStateNone", OneMs2("", SelectedIon("500.25", " ")), "h.mzML", "", "200:5 300:6", "", ""},
       {"mzNan", OneMs2("2", SelectedIon("nan", "2")), "h.mzML",
        "spectrum \"scan=1\": refused: precursor m/z \"nan\" is not a number", "", ""},
       {"mzNegative", OneMs2("2", SelectedIon("-5", "2")), "h.mzML",
