@@ -471,6 +471,14 @@ HRESULT MgfReader::State::NextModern(Dta* pDta) {
           if (r == TextLineReader::kTooLong)
             return TooLong();
           if (StartsWith(line, "BEGIN IONS", 10)) break;
+          if (StartsWith(line, "END IONS", 8)) {
+            // A block whose BEGIN IONS is missing or misspelt: say so rather
+            // than lose it unseen.
+            ShowWarning(Format("%s: line %llu: END IONS without a BEGIN IONS; the lines before it are not "
+                               "read as a spectrum",
+                               file.GetFilePath().c_str(), static_cast<unsigned long long>(lines.Line())));
+            continue;
+          }
           if (inFileHeader) ReadFileParameter(line, length);
         }
         blockLine = lines.Line();

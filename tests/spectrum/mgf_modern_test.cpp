@@ -200,6 +200,12 @@ const FileCase kFileCases[] = {
       "warning: F: line 10: spectrum \"three\" has no END IONS; the block ends at line 13"},
      0,
      S_FALSE},
+    {"EndIonsWithoutABlock",
+     "BEGIN IONS\nTITLE=a\nPEPMASS=500\nEND IONS\nBEGIN ION\nTITLE=b\nPEPMASS=500\n100 1\nEND IONS\n",
+     Block("TITLE=a\nPEPMASS=500.000000\n"),
+     {"warning: F: line 9: END IONS without a BEGIN IONS; the lines before it are not read as a spectrum"},
+     0,
+     S_FALSE},
     {"FileParametersForEveryBlock",
      "CHARGE=3+\nTOL=10\nTOLU=ppm\nCOM=a search\n"
      "BEGIN IONS\nTITLE=a\nPEPMASS=500\nEND IONS\n"
