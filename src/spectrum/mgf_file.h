@@ -15,6 +15,7 @@ namespace orvane {
 // Reads the next spectrum from the file: MgfReader(*pFile, dialect).Next(pDta).
 // Classic: the next block, read up to its "END IONS", into pDta (which is not
 // cleared); S_OK, or S_FALSE at the end of the file and on a read error.
+// Modern: the next spectrum the reader accepts, as MgfReader::Next gives it.
 HRESULT ImportMgf(CStdioFile* pFile, Dta* pDta, MgfDialect dialect);
 // Appends one block. Always S_OK.
 HRESULT ExportMgf(CStdioFile* pFile, const Dta* pDta, const std::string& strComment,
