@@ -357,7 +357,6 @@ int RunCleanParallel(const CleanOptions& o, ParallelCleanJob& job) {
   }
   ApplyCleanOptions(o, job.params);
   KeepFreedMemory();
-  g_cancel.Reset();
   const auto start = std::chrono::steady_clock::now();
   ParallelCleanResult result;
   {
@@ -383,6 +382,10 @@ int RunCleanParallel(const CleanOptions& o, ParallelCleanJob& job) {
 
 int RunClean(CleanOptions& o) {
   if (const std::string problem = ValidateCleanOptions(o); !problem.empty()) return Fail(problem);
+  // From here to the end a stop is a stop: no gap between the conversion of
+  // raw inputs and the cleaning where a signal would end the process.
+  StopSignals signals;
+  g_cancel.Reset();
 
   std::string problem;
   CleanRawInputHandler rawHandler = nullptr;
@@ -505,7 +508,6 @@ int RunClean(CleanOptions& o) {
   }
 
   KeepFreedMemory();
-  g_cancel.Reset();
   const auto start = std::chrono::steady_clock::now();
   {
     StopSignals signals;

@@ -86,7 +86,6 @@ bool ConvertScans(const std::string& path, const RawOptions& options, const std:
 
 int ConvertRawModern(const ConvertJob& job, const std::string& path, const RawOptions& options) {
   StopSignals signals;
-  g_cancel.Reset();
   ScanConversionSummary summary;
   if (!ConvertScans(path, options, job.target, job.outputFolder, job.pWindow, &summary))
     return g_cancel.IsSignalled() ? kExitStopped : 1;
@@ -126,7 +125,6 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
   readers::MzReader reader;
   ErrorCountingReporter errors;
   StopSignals signals;
-  g_cancel.Reset();
   const std::string title = RunNameOf(path);
   HRESULT hr = S_OK;
   if (job.target == "mgf") {
@@ -208,7 +206,6 @@ bool PrepareModernCleanRun(const std::vector<std::string>& inputs, CleanParams& 
   files.lstRows.clear();
   files.nMode = target == "mgf" ? 1 : 0;
   StopSignals signals;
-  g_cancel.Reset();
   for (const std::string& input : inputs) {
     ScanConversionSummary summary;
     if (!ConvertScans(input, options, target, folder, params.hProgressWnd, &summary)) {

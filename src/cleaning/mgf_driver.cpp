@@ -180,8 +180,9 @@ class MgfDriver {
       const HRESULT hr = state_.pImportMSMS->ImportMgf(&input_, &dtaIn);
       WriteLogRule(params_, dtaIn.strTitle);
       if (FAILED(hr)) {
-        ShowError("Couldn't import data");
+        // The modern reader has named the file and the line already.
         if (Modern()) return FailInput(hr);
+        ShowError("Couldn't import data");
         return hr;
       }
       state_.bEnoughPeaks = dtaIn.GetPeakCount() > 2;

@@ -49,8 +49,13 @@ TEST(ConvertCommand, MgfToDtaInBothDialects) {
 
   const Result classic = Orvane("convert --to dta --mgf-dialect classic -o " + Quote(dir.File("classic")) +
                              " " + Quote(dir.File("run.mgf")));
-  EXPECT_EQ(classic.status, 0) << classic.err;
-  // Classic titles end at the "=", so both spectra land in one file.
+  // Classic titles end at the "=", so both spectra would land in one file:
+  // the second is refused, and the conversion fails.
+  EXPECT_EQ(classic.status, 1) << classic.err;
+  EXPECT_NE(classic.err.find("The spectrum title \"spectrum\" names a file this conversion has "
+                             "written already"),
+            std::string::npos)
+      << classic.err;
   EXPECT_EQ(ListFiles(dir.File("classic")), std::vector<std::string>{"spectrum"});
 }
 
@@ -65,8 +70,9 @@ TEST(ConvertCommand, DtaFilesToOneMgf) {
                          Quote(dir.File("run1.101.101.0.dta")));
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(ListFiles(out), std::vector<std::string>{"run1.mgf"});
-    // A DTA header with charge 0 is no header: mass and charge stay 0, and the
-    // modern dialect writes no CHARGE line for an unknown charge.
+    // A DTA header with charge 0: classic takes it for no header (mass and
+    // charge 0); modern keeps the MH+ of a spectrum of unknown charge and
+    // writes no CHARGE line.
     const bool classic = std::string(dialect) == "classic";
     EXPECT_EQ(ReadFile(out + "/run1.mgf"),
               classic ? "\nBEGIN IONS\nTITLE=run1.100.100.2.dta\nCHARGE=2+\nPEPMASS=500.003970\n"
@@ -76,7 +82,7 @@ TEST(ConvertCommand, DtaFilesToOneMgf) {
                       : "\nBEGIN IONS\nTITLE=run1.100.100.2.dta\nCHARGE=2+\nPEPMASS=500.003638\n"
                         "100.00000 5\n200.50000 1000.25\nEND IONS\n"
                         "\nBEGIN IONS\nTITLE=run1.101.101.0.dta\n"
-                        "PEPMASS=0.000000\n1.00000 2\nEND IONS\n");
+                        "PEPMASS=300.000000\n1.00000 2\nEND IONS\n");
   }
 }
 
