@@ -108,7 +108,14 @@ int InfoRaw(const std::string& path) {
   double first = 0.0;
   double last = 0.0;
   bool anyTime = false;
+  unsigned refused = 0;
   for (const readers::SpectrumMeta& s : table.spectra) {
+    if (!s.strRefusal.empty()) {
+      // Shown with its reason, and counted apart from the levels.
+      ShowError(s.strRefusal);
+      ++refused;
+      continue;
+    }
     ++levels[s.nMsLevel];
     if (s.nMsLevel >= 2) {
       if (s.nCharge > 0) {
@@ -145,8 +152,9 @@ int InfoRaw(const std::string& path) {
     line += "\tinstrument=" + model;
   if (const std::string analyzer = JoinDistinct(analyzers); !analyzer.empty())
     line += "\tanalyzer=" + analyzer;
+  if (refused > 0) line += Format("\trefused=%u", refused);
   std::printf("%s\n", line.c_str());
-  return 0;
+  return refused > 0 ? 1 : 0;
 }
 
 }  // namespace

@@ -154,7 +154,10 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
     }
   }
   const bool stopped = g_cancel.IsSignalled();
-  const bool failed = FAILED(hr) || !reader.LastError().empty() || errors.failures > 0;
+  // Refused spectra (each shown) leave the rest of the output whole; any
+  // other error means the walk ended early.
+  const bool failed = FAILED(hr) || !reader.LastError().empty() ||
+                      errors.failures > static_cast<int>(reader.RefusedCount());
   if ((stopped || failed) && job.target == "mgf") {
     // What stands under a final name is complete: the blocks a stopped or
     // failed conversion wrote go with it.
@@ -168,7 +171,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
     ShowNote(Format("Conversion of %s stopped; its MGF output was not kept.", path.c_str()));
     return kExitStopped;
   }
-  return failed ? 1 : 0;
+  return failed || errors.failures > 0 ? 1 : 0;
 }
 
 // The folder the conversions of a clean run are made in, removed with

@@ -55,6 +55,7 @@ MzReader::~MzReader() = default;
 void MzReader::Open(const std::string& strPath) {
   CloseRawFile();
   lastError_.clear();
+  refused_ = 0;
   try {
     source_ = OpenByteSource(strPath);
     ScanFile(*source_, strPath, &table_);
@@ -160,6 +161,7 @@ std::string MzReader::Describe() const {
 long MzReader::OpenRawFile(const std::string& strPath) {
   CloseRawFile();
   lastError_.clear();
+  refused_ = 0;
   long status = 1;
   try {
     source_ = OpenByteSource(strPath);
@@ -184,7 +186,8 @@ void MzReader::CloseRawFile() {
   cache_.shrink_to_fit();
   told_.clear();
   told_.shrink_to_fit();
-  refused_ = 0;
+  // refused_ stays until the next file is opened: the classic conversions
+  // close the file before their caller can ask.
   path_.clear();
 }
 

@@ -101,8 +101,8 @@ class MzReader final : public IRawReader, public IScanSource {
   long NextScanAfter(long nScan, long nLast) override;
 
   const std::string& LastError() const { return lastError_; }
-  // Spectra of the open file that are refused; an input that has any counts
-  // as failed.
+  // Spectra of the open (or last closed) file that are refused; an input
+  // that has any counts as failed.
   std::size_t RefusedCount() const { return refused_; }
   bool IsOpen() const { return source_ != nullptr; }
   // For tests and tools: what the pass found.
