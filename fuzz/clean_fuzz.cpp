@@ -2,17 +2,21 @@
 // on, in both dialects, the way the MGF and DTA drivers call it. The first
 // bytes give the settings (each within the range the command line accepts),
 // the precursor and the charge; the rest are the peaks, as pairs of floats or
-// doubles.
+// doubles. The classic run takes the peaks as a DTA file gives them (any
+// order, any finite intensity); the modern run takes them as the modern
+// readers hand them out (usable values only, in ascending m/z).
 //
 //   byte 0       flags: bit 0 float pairs (else double), bit 1 soft test,
 //                bit 2 no merging, bit 3 no de-isotoping, bit 4 no
 //                deconvolution, bit 5 no noise removal, bit 6 no tag check,
 //                bit 7 run log
-//   byte 1       charge 0..9
-//   bytes 2-3    precursor m/z, 0..kMaxMz
+//   byte 1       charge 0..9 (bits 0-6, modulo 10); bit 7 spreads the peaks
+//                up to kMaxUsableMz, else they stay below kNarrowMz
+//   bytes 2-3    precursor m/z, 0..kMaxUsableMz
 //   byte 4       grid step, one of kSteps
 //   bytes 5-19   the other settings, in the order of CleanOptions; a last
-//                byte below 32 protects peaks below m/z given by one more
+//                byte below 32 protects the peaks below an m/z of 0..10000
+//                given by two more
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -25,15 +29,18 @@
 #include "fuzz_util.h"
 #include "platform/class_registry.h"
 #include "platform/text_file.h"
+#include "spectrum/dialect.h"
+#include "spectrum/dta.h"
 #include "tonalith/itonalith.h"
 
 using namespace orvane;
 
 namespace {
 
-// The m/z range of the generated peaks and precursors. Spectra as wide as a
-// file may make them are not bounded yet; widen this once they are.
-constexpr double kMaxMz = 5000.0;
+// The m/z range of the generated peaks: most inputs stay below kNarrowMz,
+// where a spectrum is cleaned in milliseconds; the others go up to the
+// largest m/z the modern readers take (kMaxUsableMz).
+constexpr double kNarrowMz = 5000.0;
 
 constexpr double kSteps[] = {0.05, 0.1, 0.02, 0.01, 0.2, 0.5, 1.0, 0.005};
 
@@ -60,13 +67,13 @@ struct Engine {
 };
 
 template <class T>
-void ReadPeaks(fuzz::Bytes& in, Dta& dta) {
+void ReadPeaks(fuzz::Bytes& in, double dMaxMz, Dta& dta) {
   T pair[2];
   while (in.Take(&pair)) {
     const double mz = static_cast<double>(pair[0]);
     const double intensity = static_cast<double>(pair[1]);
     if (!std::isfinite(mz) || !std::isfinite(intensity)) continue;
-    dta.AddPeak(std::fmod(std::fabs(mz), kMaxMz), intensity);
+    dta.AddPeak(std::fmod(std::fabs(mz), dMaxMz), intensity);
   }
 }
 
@@ -81,8 +88,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::uint8_t flags = in.U8();
   Dta dtaIn;
   dtaIn.strTitle = "fuzz.2.2.2";
-  dtaIn.nCharge = in.U8() % 10;
-  dtaIn.dMass = in.U16() * kMaxMz / 65535.0;
+  const std::uint8_t charge = in.U8();
+  dtaIn.nCharge = (charge & 0x7f) % 10;
+  const double dMaxMz = in.Bit(charge, 7) ? kMaxUsableMz : kNarrowMz;
+  dtaIn.dMass = in.U16() * kMaxUsableMz / 65535.0;
 
   CleanParams params;
   params.dEquidistantStep = kSteps[in.U8() % 8];
@@ -104,10 +113,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   params.dMassTolerance = in.Between(0.01, 10.0);
   params.nSeqLadderIntensity = in.U8() % 101;
   params.dMergeSpacing = in.Between(0.01, 100.0);
-  params.dProtectBelowMz = in.U8() < 32 ? in.Between(0.0, kMaxMz) : 0.0;
+  params.dProtectBelowMz = in.U8() < 32 ? in.U16() * 10000.0 / 65535.0 : 0.0;
 
-  if (in.Bit(flags, 0)) ReadPeaks<float>(in, dtaIn);
-  else ReadPeaks<double>(in, dtaIn);
+  if (in.Bit(flags, 0)) ReadPeaks<float>(in, dMaxMz, dtaIn);
+  else ReadPeaks<double>(in, dMaxMz, dtaIn);
   // The drivers clean only spectra of more than two peaks.
   if (dtaIn.GetPeakCount() <= 2) return 0;
 
@@ -127,10 +136,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   state.pAnalyzeMSMS = engine.analyze.Get();
   state.pExportMSMS = engine.exporter.Get();
   state.pTonalith = engine.tonalith.Get();
-  for (MgfDialect dialect : {MgfDialect::Classic, MgfDialect::Modern}) {
-    state.dialect = dialect;
-    Dta dtaOut;
-    CleanSpectrum(state, dtaIn, &params, dtaOut);
+  Dta dtaOut;
+  state.dialect = MgfDialect::Classic;
+  CleanSpectrum(state, dtaIn, &params, dtaOut);
+
+  Dta modernIn(dtaIn);
+  modernIn.ClearPeaks();
+  for (std::uint32_t k = 0; k < dtaIn.GetPeakCount(); ++k)
+    if (IsUsablePeak(dtaIn.vMass[k], dtaIn.vIntensity[k])) modernIn.AddPeak(dtaIn.vMass[k], dtaIn.vIntensity[k]);
+  SortPeaksByMz(&modernIn);
+  if (modernIn.GetPeakCount() > 2) {
+    state.dialect = MgfDialect::Modern;
+    dtaOut = Dta();
+    CleanSpectrum(state, modernIn, &params, dtaOut);
   }
   if (log.IsOpen()) log.Close();
   return 0;

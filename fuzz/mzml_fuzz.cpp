@@ -3,8 +3,11 @@
 // operations of the classic ones, walked from the first scan to the last as
 // the conversions walk them. Errors are thrown by design and caught here, as
 // the conversions catch them.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <string>
 
@@ -14,10 +17,6 @@
 using namespace orvane;
 
 namespace {
-
-// Scans visited on the classic road, gaps included: enough to pass the
-// first and the last of any seed, few enough for a fast run.
-constexpr int kMaxScans = 4096;
 
 void ModernRoad(const std::string& path) {
   readers::MzReader reader;
@@ -46,9 +45,16 @@ void ClassicRoad(const std::string& path) {
     reader.GetSpectrumCount(&count);
     reader.GetFirstScan(&first);
     reader.GetLastScan(&last);
-    int visited = 0;
-    for (long scan = first; scan <= last && visited < kMaxScans;
-         scan = reader.NextScanAfter(scan, last), ++visited) {
+    // The walk goes from one scan a spectrum carries to the next, so it
+    // takes no more steps than the file has spectra, however far apart
+    // their numbers are.
+    long steps = 0;
+    for (long scan = first; scan <= last; scan = reader.NextScanAfter(scan, last)) {
+      if (++steps > std::max(count, 1L)) {
+        std::fprintf(stderr, "the walk from scan %ld to %ld takes more steps than the %ld spectra\n",
+                     first, last, count);
+        std::abort();
+      }
       try {
         std::string filter;
         reader.GetScanFilter(scan, &filter);
