@@ -11,12 +11,14 @@
 //                deconvolution, bit 5 no noise removal, bit 6 no tag check,
 //                bit 7 run log
 //   byte 1       charge 0..9 (bits 0-6, modulo 10); bit 7 spreads the peaks
-//                up to kMaxUsableMz, else they stay below kNarrowMz
+//                up to kMaxUsableMz (as far as kMaxGridPoints allow), else
+//                they stay below kNarrowMz
 //   bytes 2-3    precursor m/z, 0..kMaxUsableMz
 //   byte 4       grid step, one of kSteps
 //   bytes 5-19   the other settings, in the order of CleanOptions; a last
 //                byte below 32 protects the peaks below an m/z of 0..10000
 //                given by two more
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -39,8 +41,13 @@ namespace {
 
 // The m/z range of the generated peaks: most inputs stay below kNarrowMz,
 // where a spectrum is cleaned in milliseconds; the others go up to the
-// largest m/z the modern readers take (kMaxUsableMz).
+// largest m/z the modern readers take (kMaxUsableMz), but no wider than
+// kMaxGridPoints steps of the grid. The engine takes spectra of up to 20
+// million grid points; one of those costs seconds and more than a GB, which
+// is a matter of limits rather than of faults, and would only make every
+// run end in a timeout.
 constexpr double kNarrowMz = 5000.0;
+constexpr double kMaxGridPoints = 2'000'000.0;
 
 constexpr double kSteps[] = {0.05, 0.1, 0.02, 0.01, 0.2, 0.5, 1.0, 0.005};
 
@@ -90,11 +97,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   dtaIn.strTitle = "fuzz.2.2.2";
   const std::uint8_t charge = in.U8();
   dtaIn.nCharge = (charge & 0x7f) % 10;
-  const double dMaxMz = in.Bit(charge, 7) ? kMaxUsableMz : kNarrowMz;
+  const bool bWide = in.Bit(charge, 7);
   dtaIn.dMass = in.U16() * kMaxUsableMz / 65535.0;
 
   CleanParams params;
   params.dEquidistantStep = kSteps[in.U8() % 8];
+  const double dMaxMz =
+      bWide ? std::min(kMaxUsableMz, kMaxGridPoints * params.dEquidistantStep) : kNarrowMz;
   params.bSoftBadSpectra = in.Bit(flags, 1);
   params.bMergePeaks = !in.Bit(flags, 2);
   params.bDeisotope = !in.Bit(flags, 3);

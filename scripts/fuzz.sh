@@ -25,6 +25,9 @@ PARALLEL=2
 # Longest input per target: a few spectra (readers), one spectrum of a few
 # thousand peaks (clean), a presets file.
 declare -A MAX_LEN=([mgf]=16384 [dta]=4096 [mzml]=32768 [decode]=8192 [presets]=4096 [clean]=32768)
+# Seconds one input may take: a wide spectrum at a fine grid step takes
+# seconds of cleaning under the sanitizers.
+declare -A TIMEOUT=([clean]=60)
 
 CC=clang CXX=clang++ cmake -S . -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DORVANE_FUZZ=ON -DORVANE_WERROR=OFF -DORVANE_BUILD_TESTS=OFF -DORVANE_BUILD_BENCHMARKS=OFF >/dev/null
@@ -41,7 +44,7 @@ run_target() {
   [ -d "fuzz/regressions/$name" ] && args+=("fuzz/regressions/$name")
   [ -f "fuzz/$name.dict" ] && args+=("-dict=fuzz/$name.dict")
   "$BUILD/fuzz/${name}_fuzz" "${args[@]}" -max_total_time="$SECONDS_PER_TARGET" \
-    -rss_limit_mb=2048 -timeout=10 -max_len="${MAX_LEN[$name]:-8192}" \
+    -rss_limit_mb=2048 -timeout="${TIMEOUT[$name]:-10}" -max_len="${MAX_LEN[$name]:-8192}" \
     -artifact_prefix="$artifacts/" -print_final_stats=1 >"$BUILD/logs/$name.log" 2>&1
 }
 
@@ -70,6 +73,8 @@ for name in "${TARGETS[@]}"; do
   artifact=$(sed -n 's/.*Test unit written to \(.*\)$/\1/p' "$log" | tail -1)
   printf '%-8s %10s executions, FOUND: %s\n' "$name" "${execs:-?}" "$what"
   printf '         input: %s\n         log:   %s\n' "${artifact:-none written}" "$log"
-  grep -m12 -E '^ *#[0-9]+ ' "$log" | sed 's/^/         /' || true
+  # The top of the stack, without the frames of the fuzzer and the sanitizers.
+  grep -E '^ *#[0-9]+ ' "$log" | grep -vE ' in (fuzzer::|__sanitizer|__asan|__lsan|__interceptor)' |
+    head -10 | sed 's/^/         /' || true
 done
 exit "$failed"
