@@ -5,7 +5,7 @@
 #
 #   scripts/fuzz.sh [SECONDS] [TARGET...]     (default: 60 s, every target)
 #
-# Runs each target for SECONDS, two at a time, on a working corpus in
+# Runs each target for SECONDS, two at a time (FUZZ_PARALLEL=N for N), on a working corpus in
 # build-fuzz/corpus/<name> seeded from fuzz/corpus/<name> and
 # fuzz/regressions/<name>. Prints per target the executions made and whether
 # it found something; exits non-zero on any crash, leak, out-of-memory or
@@ -21,7 +21,7 @@ shift || true
 TARGETS=("$@")
 [ ${#TARGETS[@]} -gt 0 ] || TARGETS=(mgf dta mzml decode presets clean)
 BUILD=build-fuzz
-PARALLEL=2
+PARALLEL="${FUZZ_PARALLEL:-2}"  # targets at a time
 # Longest input per target: a few spectra (readers), one spectrum of a few
 # thousand peaks (clean), a presets file.
 declare -A MAX_LEN=([mgf]=16384 [dta]=4096 [mzml]=32768 [decode]=8192 [presets]=4096 [clean]=32768)

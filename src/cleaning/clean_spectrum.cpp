@@ -116,11 +116,16 @@ bool DeconvoluteCharge(RunState& state, const CleanParams& params, int nCharge, 
   return true;
 }
 
+// The most grid points the modern pipeline works on for one spectrum: an
+// m/z range of 100,000 at the 0.05 step. Every stage's work grows with it.
+constexpr double kMaxModernGridPoints = 2'000'000.0;
+
 // Why the modern pipeline can't take a spectrum, or empty: peaks must be
 // finite, in ascending m/z, of positive m/z up to kMaxUsableMz and of
-// intensity 0 or more. The readers see to it for files; this guards what a
-// host hands in.
-std::string UnusablePeaks(const Dta& dta) {
+// intensity 0 or more, and their grid must stay within
+// kMaxModernGridPoints. The readers see to the peaks for files; this guards
+// what a host hands in, and the grid of a fine step.
+std::string UnusablePeaks(const Dta& dta, double dStep) {
   const std::size_t n = std::min<std::size_t>({dta.GetPeakCount(), dta.vMass.size(), dta.vIntensity.size()});
   for (std::size_t k = 0; k < n; ++k) {
     const double mz = dta.vMass[k];
@@ -132,6 +137,9 @@ std::string UnusablePeaks(const Dta& dta) {
     if (k > 0 && mz < dta.vMass[k - 1])
       return Format("its peaks are not in ascending m/z (%g after %g)", mz, dta.vMass[k - 1]);
   }
+  if (n > 0 && dStep > 0.0 && dta.vMass[n - 1] / dStep > kMaxModernGridPoints)
+    return Format("its peaks reach m/z %g, more than %.0f points of the %g grid", dta.vMass[n - 1],
+                  kMaxModernGridPoints, dStep);
   return {};
 }
 
@@ -144,7 +152,7 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
 
   const bool bModern = state.dialect == MgfDialect::Modern;
   if (bModern) {
-    if (const std::string why = UnusablePeaks(dtaIn); !why.empty()) {
+    if (const std::string why = UnusablePeaks(dtaIn, params.dEquidistantStep); !why.empty()) {
       ShowError(Format("The spectrum \"%s\" can't be cleaned: %s", dtaIn.strTitle.c_str(),
                        why.c_str()));
       return -1;

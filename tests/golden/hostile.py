@@ -88,6 +88,7 @@ CASES = {
                                    '</precursorMz><peaks precision="32" byteOrder="network" '
                                    'contentType="m/z-int">AAAA</peaks></scan></msRun></mzXML>'),
     "bsa_bad_base64": bsa_bad_base64,
+    "wide_within_limit": lambda d: block("wide", "500.25", [(1, 10), (2, 10), (30000, 10), (99999, 10)]),
     "wide_range": lambda d: block("wide", "500.25", [(1, 10), (2, 10), (500000, 10), (999000, 10)]),
     "unusable_values": lambda d: (block("fine", "500.25", PEAKS)
                                   + block("nan", "500.25", PEAKS[:5] + [("nan", "10")] + PEAKS[5:])
