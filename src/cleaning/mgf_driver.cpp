@@ -72,10 +72,9 @@ class MgfDriver {
     else
       CloseAll();
     frame_.Close();
-    // An output that could not be completed (a full disk at the last
-    // flush) fails the run in the modern dialect.
-    // A spectrum that could not be cleaned (reported) leaves complete outputs
-    // behind: S_FALSE.
+    // Modern dialect: an input that failed, or an output that could not be
+    // completed (a full disk at the last flush), fails the run; spectra that
+    // could not be cleaned (each reported) leave whole outputs: S_FALSE.
     if (hr == S_OK && Modern() && (nFailedInputs_ > 0 || bCloseFailed_)) hr = E_FAIL;
     if (hr == S_OK && Modern() && nFailedSpectra_ > 0) hr = S_FALSE;
     return hr;
