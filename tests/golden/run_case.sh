@@ -2,11 +2,12 @@
 # Runs one golden case of the command line and compares what it did with what
 # the case expects.
 #
-#   run_case.sh ORVANE CASE_DIR [DATA_DIR]
+#   run_case.sh ORVANE CASE_DIR [DATA_DIR [TOOLS_DIR]]
 #
 # A case folder holds:
 #   cmd       the command line, run by bash in a scratch folder with $ORVANE
-#             (the executable) and $DATA (the shared data folder) set; inputs
+#             (the executable), $DATA (the shared data folder) and $TOOLS
+#             (the folder of the test tools, e.g. orvane-synth) set; inputs
 #             are made there by `in/` (copied) and by `setup` (a bash script
 #             run first; exit 77 skips the case, for data that is absent)
 #   exit      the expected exit status
@@ -24,9 +25,10 @@ set -uo pipefail
 ORVANE="$1"
 CASE="$(cd "$2" && pwd)"
 DATA="${3:-}"
+TOOLS="${4:-}"
 # The generator of damaged inputs the setups call.
 HOSTILE="$(cd "$(dirname "$0")" && pwd)/hostile.py"
-export ORVANE DATA HOSTILE
+export ORVANE DATA TOOLS HOSTILE
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/out"
