@@ -2,7 +2,7 @@
 
 #include "filtering/deisotope_stages.h"
 #include "support/test_support.h"
-#include "fakes.h"
+#include "support/fake_stages.h"
 
 namespace orvane {
 namespace {

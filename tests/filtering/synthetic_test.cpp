@@ -15,7 +15,7 @@
 #include "spectrum/mgf_file.h"
 #include "support/synthetic.h"
 #include "support/test_support.h"
-#include "fakes.h"
+#include "support/fake_stages.h"
 
 namespace orvane {
 namespace {
