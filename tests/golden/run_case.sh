@@ -29,6 +29,7 @@ TOOLS="${4:-}"
 # The generator of damaged inputs the setups call.
 HOSTILE="$(cd "$(dirname "$0")" && pwd)/hostile.py"
 export ORVANE DATA TOOLS HOSTILE
+export SOURCE="$(cd "$(dirname "$0")/../.." && pwd)"  # the repository root: inputs read in place
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/out"
