@@ -6,8 +6,9 @@
 #
 # A case folder holds:
 #   cmd       the command line, run by bash in a scratch folder with $ORVANE
-#             (the executable), $DATA (the shared data folder) and $TOOLS
-#             (the folder of the test tools, e.g. orvane-synth) set; inputs
+#             (the executable), $DATA (the shared data folder), $TOOLS
+#             (the folder of the test tools, e.g. orvane-synth) and $SOURCE
+#             (the repository, for its fixtures, read in place) set; inputs
 #             are made there by `in/` (copied) and by `setup` (a bash script
 #             run first; exit 77 skips the case, for data that is absent)
 #   exit      the expected exit status
@@ -28,7 +29,8 @@ DATA="${3:-}"
 TOOLS="${4:-}"
 # The generator of damaged inputs the setups call.
 HOSTILE="$(cd "$(dirname "$0")" && pwd)/hostile.py"
-export ORVANE DATA TOOLS HOSTILE
+SOURCE="$(cd "$(dirname "$0")/../.." && pwd)"
+export ORVANE DATA TOOLS HOSTILE SOURCE
 export SOURCE="$(cd "$(dirname "$0")/../.." && pwd)"  # the repository root: inputs read in place
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
