@@ -29,8 +29,7 @@ DATA="${3:-}"
 TOOLS="${4:-}"
 # The generator of damaged inputs the setups call.
 HOSTILE="$(cd "$(dirname "$0")" && pwd)/hostile.py"
-SOURCE="$(cd "$(dirname "$0")/../.." && pwd)"
-export ORVANE DATA TOOLS HOSTILE SOURCE
+export ORVANE DATA TOOLS HOSTILE
 export SOURCE="$(cd "$(dirname "$0")/../.." && pwd)"  # the repository root: inputs read in place
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
