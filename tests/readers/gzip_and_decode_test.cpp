@@ -1,200 +1,157 @@
-// Random access into gzip files (several members, access points thinned to
-// their bound, damaged and truncated data), and the decoding of peak arrays.
+// The rules under the readers: random access into gzip files (several
+// members, access points thinned to their bound, damaged and cut data),
+// base64 and zlib arrays and their damage, durations, scan numbers from
+// native ids, and which paths are instrument files. What the readers make of
+// whole documents is pinned by tests/golden/records/mz_* and convert/raw_*.
 #include <gtest/gtest.h>
 
 #include <zlib.h>
 
 #include <random>
 
-#include "reader_test_util.h"
 #include "readers/binary_decode.h"
 #include "readers/byte_source.h"
 #include "readers/mz_reader.h"
+#include "readers/scan_table.h"
 #include "support/test_support.h"
 
 namespace orvane::readers {
 namespace {
 
-using test::FixturePath;
-using test::ReadFile;
-using test::TempDir;
-using test::ViewScan;
-using test::WriteFile;
-
 // Writes content as gzip members cut at the given offsets.
 void WriteGzip(const std::string& path, const std::string& content, std::vector<std::size_t> cuts) {
   cuts.push_back(content.size());
   std::size_t from = 0;
-  bool first = true;
   for (std::size_t to : cuts) {
-    gzFile g = gzopen(path.c_str(), first ? "wb" : "ab");
+    gzFile g = gzopen(path.c_str(), from == 0 ? "wb" : "ab");
     ASSERT_NE(g, nullptr);
     ASSERT_EQ(gzwrite(g, content.data() + from, static_cast<unsigned>(to - from)), static_cast<int>(to - from));
     gzclose(g);
     from = to;
-    first = false;
   }
 }
 
-// Text that compresses to many deflate blocks.
-std::string SampleContent(std::size_t size) {
+TEST(GzipSource, SequentialAndRandomReadsGiveTheContent) {
   std::mt19937 rng(7);
-  std::string s;
-  while (s.size() < size) s += std::to_string(rng() % 100000) + (rng() % 7 ? " " : "\n");
-  s.resize(size);
-  return s;
-}
-
-struct GzipCase {
-  const char* name;
-  std::uint64_t span;
-  std::vector<std::size_t> cuts;
-};
-
-class GzipSourceTest : public ::testing::TestWithParam<GzipCase> {};
-
-TEST_P(GzipSourceTest, SequentialAndRandomReadsGiveTheContent) {
-  const auto& c = GetParam();
-  TempDir dir;
-  const std::string content = SampleContent(3'000'000);
-  const std::string path = dir.File("c.gz");
-  WriteGzip(path, content, c.cuts);
-  auto src = OpenGzipSource(path, c.span);
-  ASSERT_TRUE(src->IsCompressed());
-  std::string all;
-  char buf[70000];
-  while (std::size_t n = src->ReadNext(buf, sizeof buf)) all.append(buf, n);
-  ASSERT_EQ(all.size(), content.size());
-  ASSERT_TRUE(all == content);
-  std::mt19937 rng(11);
-  std::string out;
-  std::vector<std::pair<std::uint64_t, std::size_t>> reads = {
-      {0, 10}, {2'999'990, 10}, {1'000'000, 5000}, {999'990, 20}, {1'000'010, 30}, {0, 300000}};
-  for (int i = 0; i < 300; ++i) reads.emplace_back(rng() % 2'990'000, 1 + rng() % 9000);
-  for (auto [offset, size] : reads) {
-    src->ReadAt(offset, size, &out);
-    ASSERT_TRUE(out == content.substr(offset, size)) << "offset " << offset << " size " << size;
+  std::string content;  // text that compresses to many deflate blocks
+  while (content.size() < 3'000'000) content += std::to_string(rng() % 100000) + (rng() % 7 ? " " : "\n");
+  content.resize(3'000'000);
+  struct Case {
+    std::uint64_t span;
+    std::vector<std::size_t> cuts;
+  };
+  // One member; three; 16 KiB spacing over 3 MB, more points than the bound: thinned.
+  for (const Case& c : {Case{1 << 20, {}}, Case{1 << 20, {1'000'000, 1'000'001}}, Case{16384, {1'500'000}}}) {
+    test::TempDir dir;
+    WriteGzip(dir.File("c.gz"), content, c.cuts);
+    auto src = OpenGzipSource(dir.File("c.gz"), c.span);
+    ASSERT_TRUE(src->IsCompressed());
+    std::string all, out;
+    char buf[70000];
+    while (std::size_t n = src->ReadNext(buf, sizeof buf)) all.append(buf, n);
+    ASSERT_TRUE(all == content);
+    std::vector<std::pair<std::uint64_t, std::size_t>> reads = {
+        {0, 10}, {2'999'990, 10}, {1'000'000, 5000}, {999'990, 20}, {1'000'010, 30}, {0, 300000}};
+    for (int i = 0; i < 300; ++i) reads.emplace_back(rng() % 2'990'000, 1 + rng() % 9000);
+    for (auto [offset, size] : reads) {
+      src->ReadAt(offset, size, &out);
+      ASSERT_TRUE(out == content.substr(offset, size)) << "offset " << offset << " size " << size;
+    }
+    EXPECT_THROW(src->ReadAt(2'999'995, 10, &out), std::runtime_error);
   }
-  EXPECT_THROW(src->ReadAt(2'999'995, 10, &out), std::runtime_error);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, GzipSourceTest,
-    ::testing::Values(GzipCase{"oneMember", 1 << 20, {}},
-                      GzipCase{"threeMembers", 1 << 20, {1'000'000, 1'000'001}},
-                      // 16 KiB spacing over 3 MB is more than the bound of points: thinned.
-                      GzipCase{"thinnedPoints", 16384, {1'500'000}}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST(GzipSource, DamagedAndTruncatedFilesFailToOpen) {
-  TempDir dir;
-  const std::string content = ReadFile(FixturePath("yeast_zlib.mzML"));
-  const std::string good = dir.File("good.mzML.gz");
-  WriteGzip(good, content, {});
-  std::string bytes = ReadFile(good);
+TEST(GzipSource, DamagedAndCutFilesFailToOpenNamingTheByte) {
+  test::TempDir dir;
+  WriteGzip(dir.File("good.gz"), test::ReadFile(std::string(ORVANE_SOURCE_DIR) + "/tests/readers/fixtures/yeast_zlib.mzML"), {});
+  const std::string bytes = test::ReadFile(dir.File("good.gz")), path = dir.File("bad.mzML.gz");
   std::string damaged = bytes;
   for (std::size_t i = bytes.size() / 2; i < bytes.size() / 2 + 64; ++i) damaged[i] = static_cast<char>(~damaged[i]);
-  // The messages name the file and the compressed byte where reading stopped.
-  const std::string path = dir.File("bad.mzML.gz");
-  struct Case {
-    std::string data;
-    std::string message;
-  };
-  for (const Case& c :
-       {Case{damaged, path + ": damaged gzip data at compressed byte "},
-        Case{bytes.substr(0, bytes.size() / 2),
-             path + ": the gzip data ends too early, at compressed byte " + std::to_string(bytes.size() / 2)}}) {
-    WriteFile(path, c.data);
+  for (const auto& [data, message] :
+       {std::pair{damaged, path + ": damaged gzip data at compressed byte "},
+        std::pair{bytes.substr(0, bytes.size() / 2),
+                  path + ": the gzip data ends too early, at compressed byte " + std::to_string(bytes.size() / 2)}}) {
+    test::WriteFile(path, data);
     test::RecordingReporter boxes;
     MzReader r;
     EXPECT_EQ(r.OpenRawFile(path), 2);
-    EXPECT_EQ(r.LastError().substr(0, c.message.size()), c.message);
-  }
-}
-
-// A gzip file of several members reads as the plain file does, whatever its name.
-TEST(GzipSource, MultiMemberMzmlReadsLikeThePlainFile) {
-  TempDir dir;
-  const std::string content = ReadFile(FixturePath("yeast_zlib.mzML"));
-  const std::string path = dir.File("multi.mzML");  // no .gz: the content tells
-  WriteGzip(path, content, {content.size() / 3, 2 * content.size() / 3});
-  MzReader plain, gz;
-  ASSERT_EQ(plain.OpenRawFile(FixturePath("yeast_zlib.mzML")), 0);
-  ASSERT_EQ(gz.OpenRawFile(path), 0) << gz.LastError();
-  for (long scan : {8L, 1L, 5L, 2L, 7L}) {
-    auto a = ViewScan(plain, scan);
-    auto b = ViewScan(gz, scan);
-    EXPECT_EQ(a.filter, b.filter);
-    ASSERT_EQ(a.peaks.size(), b.peaks.size());
-    for (std::size_t i = 0; i < a.peaks.size(); ++i) {
-      EXPECT_EQ(a.peaks[i].dMass, b.peaks[i].dMass);
-      EXPECT_EQ(a.peaks[i].dIntensity, b.peaks[i].dIntensity);
-    }
+    EXPECT_EQ(r.LastError().substr(0, message.size()), message);
   }
 }
 
 TEST(Base64, DecodesAndRefuses) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"", ""}, {"QQ==", "A"}, {"QUI=", "AB"}, {"QUJD", "ABC"}, {" Q U\nJ\r\tD ", "ABC"}, {"QUJDRA", "ABCD"},
+      {"QQ== \n", "A"}, {"QUJDR", nullptr}, {"QU*D", nullptr}, {"QQ==QQ", nullptr}};
+  for (const auto& [text, bytes] : cases) {
+    std::string out;
+    if (bytes) {
+      DecodeBase64(text, &out);
+      EXPECT_EQ(out, bytes) << text;
+    } else {
+      EXPECT_THROW(DecodeBase64(text, &out), std::runtime_error) << text;
+    }
+  }
+}
+
+TEST(DecodeNumbers, WidthsByteOrderZlibAndDeclaredCounts) {
+  const std::vector<double> v = {1.5, -2.25, 1e6};
+  const std::string zlib = "eJxjYACBH/ZgioHpAIhsaNFzBAAgtANt";  // the three doubles, compressed
   struct Case {
     const char* text;
-    const char* bytes;  // nullptr: refused
+    ArrayEncoding encoding;
+    long count;
+    std::vector<double> values;  // empty: refused
   };
-  for (const Case& c : {Case{"", ""}, Case{"QQ==", "A"}, Case{"QUI=", "AB"}, Case{"QUJD", "ABC"},
-                        Case{" Q U\nJ\r\tD ", "ABC"}, Case{"QUJDRA", "ABCD"}, Case{"QUJDR", nullptr},
-                        Case{"QU*D", nullptr}, Case{"QQ==QQ", nullptr}, Case{"QQ== \n", "A"}}) {
-    SCOPED_TRACE(c.text);
-    std::string out;
-    if (c.bytes) {
-      DecodeBase64(c.text, &out);
-      EXPECT_EQ(out, c.bytes);
+  const Case cases[] = {
+      {"AAAAAAAA+D8AAAAAAAACwAAAAACAhC5B", {NumberKind::kFloat64, false, false}, 3, v},
+      {"P8AAAMAQAABJdCQA", {NumberKind::kFloat32, false, true}, 3, v},
+      {"BwAAAAAAAAD4/////////w==", {NumberKind::kInt64, false, false}, -1, {7, -8}},
+      {"P4AAAA==", {NumberKind::kFloat32, false, true}, 1, {1.0}},
+      {"P4AAAA==", {NumberKind::kFloat32, false, true}, 2, {}},
+      {"P4AA", {NumberKind::kFloat32, false, true}, -1, {}},
+      {zlib.c_str(), {NumberKind::kFloat64, true, false}, 3, v},
+      {zlib.c_str(), {NumberKind::kFloat64, true, false}, -1, v},
+      {zlib.c_str(), {NumberKind::kFloat64, true, false}, 2, {}},
+      {zlib.c_str(), {NumberKind::kFloat64, true, false}, 4, {}},
+      {"eJxjYACBH/ZgioHpAIhsaNFzBAA=", {NumberKind::kFloat64, true, false}, 3, {}}};  // cut short
+  for (const Case& c : cases) {
+    if (!c.values.empty()) {
+      EXPECT_EQ(DecodeNumbers(c.text, c.encoding, c.count, "a"), c.values) << c.text << " " << c.count;
     } else {
-      EXPECT_THROW(DecodeBase64(c.text, &out), std::runtime_error);
+      EXPECT_THROW(DecodeNumbers(c.text, c.encoding, c.count, "a"), std::runtime_error) << c.text << " " << c.count;
     }
+  }
+  try {
+    DecodeNumbers(zlib, {NumberKind::kFloat64, true, false}, 2, "the m/z array");
+    ADD_FAILURE();
+  } catch (const std::runtime_error& e) {
+    EXPECT_EQ(std::string(e.what()).rfind("the m/z array: zlib data holds", 0), 0u) << e.what();
   }
 }
 
-TEST(DecodeNumbers, ByteOrderWidthAndCounts) {
-  const std::vector<double> v = {1.5, -2.25, 1e6};
-  EXPECT_EQ(DecodeNumbers(test::EncodeBase64(test::NumberBytes<double>(v)), {NumberKind::kFloat64, false, false}, 3, "a"), v);
-  EXPECT_EQ(DecodeNumbers(test::EncodeBase64(test::NumberBytes<float>(v, true)), {NumberKind::kFloat32, false, true}, 3, "a"), v);
-  EXPECT_EQ(DecodeNumbers(test::EncodeBase64(test::NumberBytes<std::int64_t>({7, -8})), {NumberKind::kInt64, false, false}, -1, "a"),
-            (std::vector<double>{7, -8}));
-  // Big-endian 1.0f is 3F 80 00 00.
-  EXPECT_EQ(DecodeNumbers("P4AAAA==", {NumberKind::kFloat32, false, true}, 1, "a"), std::vector<double>{1.0});
-  EXPECT_THROW(DecodeNumbers("P4AAAA==", {NumberKind::kFloat32, false, true}, 2, "a"), std::runtime_error);
-  EXPECT_THROW(DecodeNumbers("P4AA", {NumberKind::kFloat32, false, true}, -1, "a"), std::runtime_error);
-  // zlib: the declared count fixes the size; more or less data is an error.
-  std::string raw = test::NumberBytes<double>(v);
-  std::string packed(compressBound(raw.size()), '\0');
-  uLongf len = packed.size();
-  compress(reinterpret_cast<Bytef*>(packed.data()), &len, reinterpret_cast<const Bytef*>(raw.data()), raw.size());
-  packed.resize(len);
-  const std::string text = test::EncodeBase64(packed);
-  EXPECT_EQ(DecodeNumbers(text, {NumberKind::kFloat64, true, false}, 3, "a"), v);
-  EXPECT_EQ(DecodeNumbers(text, {NumberKind::kFloat64, true, false}, -1, "a"), v);
-  for (long wrong : {2L, 4L}) {
-    try {
-      DecodeNumbers(text, {NumberKind::kFloat64, true, false}, wrong, "the m/z array");
-      ADD_FAILURE();
-    } catch (const std::runtime_error& e) {
-      EXPECT_EQ(std::string(e.what()).rfind("the m/z array: zlib data holds", 0), 0u) << e.what();
+TEST(ScanTable, DurationsIdsAndInputs) {
+  const std::pair<const char*, double> durations[] = {
+      {"PT1503.96S", 1503.96 / 60.0}, {"PT1H2M30S", 62.5}, {"P1DT0S", 1440.0}, {"1503.96", -1}, {"PT", -1}, {"PT12X", -1}};
+  for (const auto& [text, minutes] : durations) {
+    double m = 0;
+    EXPECT_EQ(ParseDuration(text, &m), minutes >= 0) << text;
+    if (minutes >= 0) {
+      EXPECT_DOUBLE_EQ(m, minutes) << text;
     }
   }
-  EXPECT_THROW(DecodeNumbers(test::EncodeBase64(packed.substr(0, packed.size() - 4)),
-                             {NumberKind::kFloat64, true, false}, 3, "a"),
-               std::runtime_error);
-}
-
-TEST(Duration, MinutesFromXsDuration) {
-  double m = 0;
-  ASSERT_TRUE(ParseDuration("PT1503.96S", &m));
-  EXPECT_DOUBLE_EQ(m, 1503.96 / 60.0);
-  ASSERT_TRUE(ParseDuration("PT1H2M30S", &m));
-  EXPECT_DOUBLE_EQ(m, 62.5);
-  ASSERT_TRUE(ParseDuration("P1DT0S", &m));
-  EXPECT_DOUBLE_EQ(m, 1440.0);
-  EXPECT_FALSE(ParseDuration("1503.96", &m));
-  EXPECT_FALSE(ParseDuration("PT", &m));
-  EXPECT_FALSE(ParseDuration("PT12X", &m));
+  const std::pair<const char*, long> ids[] = {{"controllerType=0 controllerNumber=1 scan=42", 42}, {"spectrum=2442", 2442},
+                                              {"index=0", 1}, {"scanId=9", 9}, {"merged=3", 0}};
+  for (const auto& [id, scan] : ids) EXPECT_EQ(ScanNumberFromId(id), scan) << id;
+  const std::pair<const char*, bool> inputs[] = {{"a.mzML", true}, {"dir/b.MZXML", true}, {"c.mzml.gz", true},
+                                                 {"d.mzXML.GZ", true}, {"e.mgf", false}, {"f.mzML.zip", false},
+                                                 {".mzML", false}, {"g.raw", false}, {"mzML", false}};
+  for (const auto& [path, raw] : inputs) {
+    EXPECT_EQ(IsRawInput(path), raw) << path;
+    if (!raw) {
+      EXPECT_THROW(MakeRawReader(path), std::invalid_argument) << path;
+    }
+  }
 }
 
 }  // namespace

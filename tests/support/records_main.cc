@@ -85,6 +85,11 @@ int DumpRaw(const std::string& path) {
       PrintPeaks("peaks", peaks);
     } catch (const std::exception& e) {
       std::printf("scan %ld throws: %s\n", scan, e.what());
+      RawPeakList peaks, flags;  // asked again: the box is shown once per spectrum
+      long n = 0, at = scan;
+      try { r.GetMassList(&at, "", 0, 0, 0, 0, nullptr, &peaks, &flags, &n); } catch (const std::exception&) {
+        std::printf("and again\n");
+      }
     }
   }
   std::printf("refused %zu\n", r.RefusedCount());
