@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <complex>
+#include <fstream>
+#include <map>
 #include <numbers>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "platform/class_registry.h"
@@ -18,15 +21,34 @@ namespace orvane::test {
 inline ComPtr<ITonalith> CreateTonalith() {
   RegisterTonalith();
   CLSID clsid;
-  EXPECT_EQ(CLSIDFromProgID(kTonalithProgId, &clsid), S_OK);
   ComPtr<IUnknown> unknown;
-  EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, unknown.Out()),
-            S_OK);
   ComPtr<ITonalith> tonalith;
-  if (unknown) {
-    EXPECT_EQ(unknown->QueryInterface(IID_ITonalith, tonalith.Out()), S_OK);
-  }
+  EXPECT_TRUE(CLSIDFromProgID(kTonalithProgId, &clsid) == S_OK &&
+              CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                               unknown.Out()) == S_OK &&
+              unknown->QueryInterface(IID_ITonalith, tonalith.Out()) == S_OK);
   return tonalith;
+}
+
+// An array of reference/octave_reference.txt (see its README): lines
+// "name count", each followed by the count values.
+inline const std::vector<double>& Octave(const std::string& name) {
+  static const std::map<std::string, std::vector<double>> all = [] {
+    std::map<std::string, std::vector<double>> m;
+    std::ifstream in(ORVANE_SOURCE_DIR "/tests/tonalith/reference/octave_reference.txt");
+    std::string key;
+    std::size_t n = 0;
+    while (in >> key >> n) {
+      std::vector<double>& v = m[key];
+      v.resize(n);
+      for (double& x : v) in >> x;
+    }
+    return m;
+  }();
+  static const std::vector<double> none;
+  const auto it = all.find(name);
+  if (it == all.end()) ADD_FAILURE() << "no reference array " << name;
+  return it == all.end() ? none : it->second;
 }
 
 inline std::vector<double> RandomVector(std::size_t n, unsigned seed, double lo = -1.0,
@@ -49,18 +71,18 @@ inline double Magnitude(const std::vector<double>& b, const std::vector<double>&
   return std::abs(eval(b) / eval(a));
 }
 
-// The plain difference equation a0 y[n] = sum b_k x[n-k] - sum_{k>0} a_k y[n-k].
-inline std::vector<double> DifferenceEquation(const std::vector<double>& b,
-                                              const std::vector<double>& a,
-                                              const std::vector<double>& x) {
-  std::vector<double> y(x.size());
-  for (std::size_t n = 0; n < x.size(); ++n) {
-    double s = 0.0;
-    for (std::size_t k = 0; k < b.size() && k <= n; ++k) s += b[k] * x[n - k];
-    for (std::size_t k = 1; k < a.size() && k <= n; ++k) s -= a[k] * y[n - k];
-    y[n] = s / a[0];
-  }
-  return y;
+inline std::vector<double> PolyMul(const std::vector<double>& p, const std::vector<double>& q) {
+  std::vector<double> r(p.size() + q.size() - 1, 0.0);
+  for (std::size_t i = 0; i < p.size(); ++i)
+    for (std::size_t j = 0; j < q.size(); ++j) r[i + j] += p[i] * q[j];
+  return r;
+}
+
+inline void ExpectClose(const std::vector<double>& got, const std::vector<double>& want,
+                        double tol, const std::string& what) {
+  ASSERT_EQ(got.size(), want.size()) << what;
+  for (std::size_t i = 0; i < got.size(); ++i)
+    ASSERT_NEAR(got[i], want[i], tol * (1.0 + std::abs(want[i]))) << what << " at " << i;
 }
 
 }  // namespace orvane::test
