@@ -5,13 +5,9 @@
 //   orvane-records dta --dialect classic|modern FILE... [--write-mgf OUT | --write-dta DIR]
 //   orvane-records raw FILE          every scan number as the classic road asks for it
 #include <cstdio>
-#include <cstring>
-#include <string>
 #include <vector>
 
 #include "platform/reporter.h"
-#include "platform/text_file.h"
-#include "raw/raw_reader.h"
 #include "readers/mz_reader.h"
 #include "spectrum/dta_file.h"
 #include "spectrum/mgf_file.h"
@@ -20,8 +16,7 @@ using namespace orvane;
 
 namespace {
 
-class PrintingReporter final : public IReporter {
- public:
+struct PrintingReporter final : IReporter {
   void Show(BoxKind kind, std::string_view text) override {
     std::printf("box %s: %.*s\n", BoxKindName(kind), static_cast<int>(text.size()), text.data());
   }
@@ -30,66 +25,53 @@ class PrintingReporter final : public IReporter {
 void Print(const Dta& d) {
   std::printf("title [%s]\nmass %.17g charge %d sign %c\n", d.strTitle.c_str(), d.dMass, d.nCharge,
               d.GetChargeSign());
-  if (!d.vCharges.empty()) {
-    std::printf("charges");
-    for (int z : d.vCharges) std::printf(" %d", z);
-    std::printf("\n");
-  }
+  for (std::size_t i = 0; i < d.vCharges.size(); ++i) std::printf(i ? " %d" : "charges %d", d.vCharges[i]);
+  if (!d.vCharges.empty()) std::printf("\n");
   if (d.dPrecursorIntensity != 0.0) std::printf("precursor intensity %.17g\n", d.dPrecursorIntensity);
   for (const std::string& line : d.vHeaderLines) std::printf("header [%s]\n", line.c_str());
   for (unsigned i = 0; i < d.GetPeakCount(); ++i) std::printf("peak %.17g %.17g\n", d.GetMass(i), d.GetIntensity(i));
 }
 
-void PrintPeaks(const char* what, const RawPeakList& peaks) {
-  std::printf("%s %zu", what, peaks.size());
+void PrintPeaks(const RawPeakList& peaks) {
+  std::printf("peaks %zu", peaks.size());
   for (const RawPeak& p : peaks) std::printf(" %.17g:%.17g", p.dMass, p.dIntensity);
   std::printf("\n");
 }
 
-void PrintTrailer(IRawReader& r, long scan, const char* label) {
-  Variant v;
-  r.GetScanTrailer(scan, label, &v);
-  std::printf("trailer %s vt %d i2 %d r8 %.17g r4 %.9g\n", label, v.vt, v.iVal, v.dblVal, v.fltVal);
-}
 
 int DumpRaw(const std::string& path) {
   readers::MzReader r;
-  const long open = r.OpenRawFile(path);
-  std::printf("open %ld\n", open);
-  if (open != 0) return 0;
+  if (const long open = r.OpenRawFile(path); std::printf("open %ld\n", open) && open != 0) return 0;
   r.SelectController(0, 1);
   long count = 0, first = 0, last = 0;
-  r.GetSpectrumCount(&count);
-  r.GetFirstScan(&first);
-  r.GetLastScan(&last);
+  r.GetSpectrumCount(&count), r.GetFirstScan(&first), r.GetLastScan(&last);
   std::printf("spectra %ld first %ld last %ld\n", count, first, last);
   for (long scan = first; scan <= last; scan = r.NextScanAfter(scan, last)) {
     try {
       std::string filter;
-      r.GetScanFilter(scan, &filter);
       ScanHeader h;
-      r.GetScanHeader(scan, &h);
+      r.GetScanFilter(scan, &filter), r.GetScanHeader(scan, &h);
       std::printf("scan %ld [%s]\nheader %ld %.17g %.17g %.17g tic %.17g low %.17g base %.17g at %.17g\n", scan,
                   filter.c_str(), h.nEntries, h.dLowMass, h.dHighMass, h.dStartTime, h.dTotalIntensity,
                   h.dLowestIntensity, h.dBasePeakIntensity, h.dBasePeakMass);
-      PrintTrailer(r, scan, "Monoisotopic M/Z:");
-      PrintTrailer(r, scan, "Charge State:");
+      for (const char* label : {"Monoisotopic M/Z:", "Charge State:"}) {
+        Variant v;
+        r.GetScanTrailer(scan, label, &v);
+        std::printf("trailer %s vt %d i2 %d r8 %.17g r4 %.9g\n", label, v.vt, v.iVal, v.dblVal, v.fltVal);
+      }
       RawPeakList peaks, flags;
       long n = 0, at = scan;
       r.GetMassList(&at, "", 0, 0, 0, 0, nullptr, &peaks, &flags, &n);
-      PrintPeaks("peaks", peaks);
+      PrintPeaks(peaks);
       double width = 0.0;
-      at = scan;
-      r.GetPriorMassList(&at, "!d", 0, 0, 0, 0, &width, &peaks, &flags, &n);
+      r.GetPriorMassList(&(at = scan), "!d", 0, 0, 0, 0, &width, &peaks, &flags, &n);
       std::printf("prior scan %ld ", at);
-      PrintPeaks("peaks", peaks);
+      PrintPeaks(peaks);
     } catch (const std::exception& e) {
       std::printf("scan %ld throws: %s\n", scan, e.what());
       RawPeakList peaks, flags;  // asked again: the box is shown once per spectrum
       long n = 0, at = scan;
-      try { r.GetMassList(&at, "", 0, 0, 0, 0, nullptr, &peaks, &flags, &n); } catch (const std::exception&) {
-        std::printf("and again\n");
-      }
+      try { r.GetMassList(&at, "", 0, 0, 0, 0, nullptr, &peaks, &flags, &n); } catch (const std::exception&) { std::printf("and again\n"); }
     }
   }
   std::printf("refused %zu\n", r.RefusedCount());
@@ -100,37 +82,27 @@ int DumpRaw(const std::string& path) {
 
 int main(int argc, char** argv) {
   std::vector<std::string> args(argv + 1, argv + argc);
-  if (args.size() < 2) {
-    std::fprintf(stderr, "usage: orvane-records mgf|dta|raw [--dialect classic|modern] FILE... "
-                         "[--write-mgf OUT | --write-dta DIR]\n");
-    return 2;
-  }
-  PrintingReporter reporter;
+  if (args.size() < 2) return 2;  // usage: above
+  PrintingReporter reporter;  // every box as a line of standard output, in order
   SetReporter(&reporter);
-  const std::string mode = args[0];
   MgfDialect dialect = MgfDialect::Modern;
   std::string writeMgf, writeDta;
   std::vector<std::string> files;
   for (std::size_t i = 1; i < args.size(); ++i) {
-    if (args[i] == "--dialect" && i + 1 < args.size()) {
-      dialect = args[++i] == "classic" ? MgfDialect::Classic : MgfDialect::Modern;
-    } else if (args[i] == "--write-mgf" && i + 1 < args.size()) {
-      writeMgf = args[++i];
-    } else if (args[i] == "--write-dta" && i + 1 < args.size()) {
-      writeDta = args[++i];
-    } else {
-      files.push_back(args[i]);
-    }
+    const bool value = i + 1 < args.size();
+    if (value && args[i] == "--dialect") dialect = args[++i] == "classic" ? MgfDialect::Classic : MgfDialect::Modern;
+    else if (value && args[i] == "--write-mgf") writeMgf = args[++i];
+    else if (value && args[i] == "--write-dta") writeDta = args[++i];
+    else files.push_back(args[i]);
   }
-  if (mode == "raw") return DumpRaw(files.at(0));
+  if (args[0] == "raw") return DumpRaw(files.at(0));
   std::vector<Dta> records;
-  if (mode == "mgf") {
+  if (args[0] == "mgf") {
     CStdioFile file;
     if (!file.Open(files.at(0), CStdioFile::modeRead)) return 1;
     HRESULT hr;
     for (Dta d; (hr = ImportMgf(&file, &d, dialect)) == S_OK; d = Dta()) {
-      std::printf("-- spectrum %zu\n", records.size() + 1);
-      Print(d);
+      std::printf("-- spectrum %zu\n", records.size() + 1), Print(d);
       records.push_back(d);
     }
     const MgfReader reader(file, dialect);
@@ -140,8 +112,7 @@ int main(int argc, char** argv) {
     for (const std::string& path : files) {
       Dta d;
       const HRESULT hr = ImportDta(path.c_str(), &d, dialect);
-      std::printf("-- %s: 0x%x path [%s]\n", path.c_str(), static_cast<unsigned>(hr), d.strPath.c_str());
-      Print(d);
+      std::printf("-- %s: 0x%x path [%s]\n", path.c_str(), static_cast<unsigned>(hr), d.strPath.c_str()), Print(d);
       if (hr == S_OK) records.push_back(d);
     }
   }
