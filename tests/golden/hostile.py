@@ -8,6 +8,8 @@ what is wrong with its input.
 """
 import base64
 import gzip
+import os
+import random
 import struct
 import sys
 import zlib
@@ -71,7 +73,23 @@ def bsa_bad_base64(data):
     return text[:at + 5] + "!" + text[at + 6:]
 
 
+def damaged_fixture(data):
+    # One character of the m/z array of the scan "... scan=4" of a small fixture.
+    text = open(os.environ["SOURCE"] + "/tests/readers/fixtures/yeast_plain.mzML").read()
+    at = text.find("<binary>", text.find('scan=4"')) + 8
+    return text[:at + 5] + "*" + text[at + 6:]
+
+
+def random_blocks(data):
+    # Peaks without isotope spacing, which the de-isotoping calls bad.
+    rng = random.Random(5)
+    return "".join(block("random.%d" % n, "600.5", sorted((round(rng.uniform(150, 1200), 4), rng.randint(1, 999))
+                                                          for _ in range(60))) for n in range(3))
+
+
 CASES = {
+    "damaged_fixture": damaged_fixture,
+    "random_blocks": random_blocks,
     "nested_spectrum": lambda d: ('<mzML><run><spectrumList><spectrum id="scan=1"><spectrum id="scan=2">'
                                   '</spectrum></spectrum></spectrumList></run></mzML>'),
     "huge_scan_numbers": lambda d: mzml([spectrum(0, 1, 2, MZ, INTENSITY, 500.25, 2),
