@@ -91,6 +91,8 @@ TEST(RawDriver, Runs) {
        "B0 D0 A1:a_ms2.mgf A2:a_ms3.mgf B3 D3 A4:b_ms2.mgf A5:b_ms3.mgf R1 E1 R4 E4 R2 E2 R5 E5", "", "a_ms3_c.mgf b_ms3_c.mgf", 2},
       {"unreadable raw", 1, false, {{"missing.raw", {}}, ab[1]}, 0, {}, S_OK,
        "B0 D0 A1:missing.mgf B2 D2 A3:b.mgf R1 E1 R3 E3", "0 Cannot open file IN/missing.raw", "missing_c.mgf", 1},
+      {"MGF merged", 1, false, ab, 0, [](Harness& h) { h.params.bMergeOutput = true; }, S_OK,
+       "B0 D0 A1:a.mgf B2 D2 A3:b.mgf R1 E1 R3 E3", "", "SpectraMerged_c.mgf", 1},
       {"MGF stop", 1, false, ab, 1, {}, S_OK, "B0 ! D0", "", "", 0},
       {"failed conversion", 1, false, {ab[0], {"b.raw", {{1, 2, 500.0, 0}}}}, 0, {}, E_UNEXPECTED, "B0 D0 A1:a.mgf B2 D2",
        "0 Scan: 1 MS level: 2 unexpected type when looking for precursorMz|1 Couldn't extract data from IN/b.raw file. \nHRESULT = 0x8000ffff", "a.mgf", 0},
@@ -140,6 +142,12 @@ TEST(RawDriver, Runs) {
     EXPECT_EQ(box, r.box);
     std::istringstream names(r.files);
     for (std::string name; names >> name;) EXPECT_TRUE(std::filesystem::exists(h.Out() + name)) << name;
+    // Merged outputs of raw runs name the source of each block.
+    if (h.params.bMergeOutput) {
+      const std::string merged = test::ReadFile(h.Out() + "SpectraMerged_c.mgf");
+      EXPECT_EQ(merged.substr(0, merged.find("BEGIN IONS")), "\n# " + h.Out() + "a.mgf \n\n");
+      EXPECT_NE(merged.find("\n# " + h.Out() + "b.mgf \n"), std::string::npos);
+    }
     const std::string log = h.Log();
     int heads = 0;
     for (std::size_t at = 0; (at = log.find("Peltrix Log File\n", at)) != std::string::npos; ++at) ++heads;
