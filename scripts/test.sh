@@ -12,16 +12,19 @@ run_suite() {
   cmake --build "$dir" -j "$JOBS"
 }
 
-echo "== normal build (FFTW backend)"
+phase() { echo "== $* (at ${SECONDS} s)"; }
+trap 'echo "== done in ${SECONDS} s"' EXIT
+
+phase "normal build (FFTW backend)"
 run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 ctest --test-dir build --output-on-failure -j "$JOBS"
 
-echo "== sanitizer build (ASan + UBSan)"
+phase "sanitizer build (ASan + UBSan)"
 run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DORVANE_SANITIZE=ON -DORVANE_BUILD_BENCHMARKS=OFF
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-asan --output-on-failure -j "$JOBS"
 
-echo "== kissfft backend (signal-processing tests)"
+phase "kissfft backend (signal-processing tests)"
 cmake -S . -B build-kissfft -G Ninja -DORVANE_FFT_BACKEND=KISSFFT -DORVANE_BUILD_BENCHMARKS=OFF >/dev/null
 cmake --build build-kissfft -j "$JOBS" --target test_tonalith
 ctest --test-dir build-kissfft --output-on-failure -L tonalith
