@@ -73,7 +73,7 @@ int RunOrvane(std::vector<std::string> args, const std::string& errFile, const s
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status) - 1;
 }
 
-// A run: its input, "mgf" (4,000 synthetic spectra) or "mzml" (BSA1.mzML of
+// A run: its input, "mgf" (4,000 synthetic spectra; 600 for a full disk) or "mzml" (BSA1.mzML of
 // the shared data), and its arguments before "-o OUT INPUT".
 const char* const kRuns[] = {"mgf convert --to dta", "mzml convert --to mgf",
                              "mzml convert --to mgf --mgf-dialect classic", "mgf clean --check-seq-tags --jobs 1",
@@ -92,7 +92,8 @@ TEST_P(Ends, LeaveOnlyWholeFiles) {
   test::TempDir dir;
   std::string input = dir.File("big.mgf");
   if (mgf) {
-    test::WriteFile(input, test::MakeSyntheticMgf(4000, 11, true));
+    // A full disk needs no more than fills it; a signal, a run long enough to arrive in.
+    test::WriteFile(input, test::MakeSyntheticMgf(signal == 0 ? 600 : 4000, 11, true));
   } else {
     const auto path = test::DataFile("bsa/BSA1.mzML");
     if (!path) GTEST_SKIP() << "real data not available: bsa/BSA1.mzML";
