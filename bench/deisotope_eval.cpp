@@ -34,29 +34,13 @@
 #include "platform/class_registry.h"
 #include "platform/reporter.h"
 #include "spectrum/mgf_file.h"
+#include "support/fake_stages.h"
 #include "support/synthetic.h"
 #include "support/test_support.h"
 #include "tonalith/itonalith.h"
 
 namespace orvane {
 namespace {
-
-// The routines only check that the analysis interface is there.
-class NullAnalyze final : public IAnalyzeMSMS {
- public:
-  HRESULT QueryInterface(REFIID, void** ppv) override {
-    *ppv = this;
-    return S_OK;
-  }
-  std::uint32_t AddRef() override { return 1; }
-  std::uint32_t Release() override { return 1; }
-  ClusterList FindChargeClusters(Dta*, Dta*, int, IsotopeTemplates*, double,
-                                 ClusterList*) override {
-    return {};
-  }
-  HRESULT CheckSequenceTags(Dta*, int, double, int, bool*) override { return E_NOTIMPL; }
-  HRESULT ReservedAnalyze(std::int32_t, std::int32_t) override { return E_NOTIMPL; }
-};
 
 // Swallows boxes so a study prints only its table.
 class CountingReporter final : public IReporter {
@@ -101,7 +85,7 @@ struct Params {
 
 int RunRoutine(bool bSoft, ITonalith* pTonalith, const DeisotopeSettings& s, const Dta& dta,
                std::vector<double>& vOut) {
-  static NullAnalyze analyze;
+  static test::FakeAnalyze analyze;  // the routines only check that it is there
   return bSoft ? DeisotopeSoft(pTonalith, &analyze, s, dta, vOut)
                : DeisotopeStrict(pTonalith, &analyze, s, dta, vOut);
 }
