@@ -36,11 +36,13 @@ Leftovers Look(const std::string& folder) {
   Leftovers left;
   std::error_code ec;
   for (fs::recursive_directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
-    const std::string name = it->path().filename().string(), rel = fs::relative(it->path(), folder).string();
+    // The run is still going: a file seen here may be gone a moment later, so nothing below
+    // may look at the disk again (fs::relative would, and throw).
+    const std::string name = it->path().filename().string(), rel = it->path().lexically_relative(folder).string();
     if (name.find(".part-") != std::string::npos || name.rfind(".orvane-work-", 0) == 0) {
       left.temporaries.push_back(rel);
       it.disable_recursion_pending();
-    } else if (it->is_regular_file()) {
+    } else if (std::error_code gone; it->is_regular_file(gone)) {
       left.finals.push_back(rel);
     }
   }
