@@ -30,14 +30,10 @@
 #include "analysis/grid_math.h"
 #include "filtering/deisotope.h"
 #include "filtering/deisotope_stages.h"
-#include "frame/interfaces.h"
-#include "platform/class_registry.h"
 #include "platform/reporter.h"
 #include "spectrum/mgf_file.h"
-#include "support/fake_stages.h"
 #include "support/synthetic.h"
 #include "support/test_support.h"
-#include "tonalith/itonalith.h"
 
 namespace orvane {
 namespace {
@@ -52,20 +48,6 @@ class CountingReporter final : public IReporter {
   int count = 0;
   std::string last;
 };
-
-ComPtr<ITonalith> CreateTonalith() {
-  RegisterTonalith();
-  CLSID clsid;
-  ComPtr<IUnknown> unknown;
-  ComPtr<ITonalith> tonalith;
-  if (FAILED(CLSIDFromProgID(kTonalithProgId, &clsid)) ||
-      FAILED(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, unknown.Out())) ||
-      FAILED(unknown->QueryInterface(IID_ITonalith, tonalith.Out()))) {
-    std::fprintf(stderr, "cannot create %s\n", kTonalithProgId);
-    std::exit(2);
-  }
-  return tonalith;
-}
 
 struct Params {
   double dStep = 0.05;
@@ -83,11 +65,8 @@ struct Params {
   }
 };
 
-int RunRoutine(bool bSoft, ITonalith* pTonalith, const DeisotopeSettings& s, const Dta& dta,
-               std::vector<double>& vOut) {
-  static test::FakeAnalyze analyze;  // the routines only check that it is there
-  return bSoft ? DeisotopeSoft(pTonalith, &analyze, s, dta, vOut)
-               : DeisotopeStrict(pTonalith, &analyze, s, dta, vOut);
+int RunRoutine(bool bSoft, const DeisotopeSettings& s, const Dta& dta, std::vector<double>& vOut) {
+  return static_cast<int>(bSoft ? DeisotopeSoft(s, dta, vOut) : DeisotopeStrict(s, dta, vOut));
 }
 
 // Index of the grid point a peak of mass dMass lands on, or -1.
@@ -144,13 +123,13 @@ struct Tally {
   }
 };
 
-Tally Evaluate(ITonalith* pTonalith, const std::vector<Labelled>& set, const Params& p,
+Tally Evaluate(const std::vector<Labelled>& set, const Params& p,
                bool bSoft) {
   Tally t;
   const DeisotopeSettings s = p.Settings();
   std::vector<double> vOut;
   for (const Labelled& l : set) {
-    const int r = RunRoutine(bSoft, pTonalith, s, l.grid, vOut);
+    const int r = RunRoutine(bSoft, s, l.grid, vOut);
     t.Result(r);
     for (std::size_t i = 0; i < vOut.size(); ++i) {
       if (l.grid.vIntensity[i] > 0.0) {
@@ -180,7 +159,6 @@ double Pct(long a, long b) { return b == 0 ? 0.0 : 100.0 * static_cast<double>(a
 int Study(int n) {
   CountingReporter reporter;
   SetReporter(&reporter);
-  ComPtr<ITonalith> tonalith = CreateTonalith();
   std::printf(
       "| step | nMax | median | width | thr | routine | envelopes 1/2/4/neg | mono kept %% | "
       "isotopes removed %% | other removed %% | random 1/2/4/neg | random points removed %% |\n");
@@ -199,8 +177,8 @@ int Study(int n) {
           for (double thr : thresholds)
             for (bool bSoft : {false, true}) {
               const Params p{step, nMax, median, width, thr};
-              const Tally e = Evaluate(tonalith.Get(), envelopes, p, bSoft);
-              const Tally r = Evaluate(tonalith.Get(), random, p, bSoft);
+              const Tally e = Evaluate(envelopes, p, bSoft);
+              const Tally r = Evaluate(random, p, bSoft);
               std::printf(
                   "| %.2f | %d | %d | %.1f | %.0f | %s | %d/%d/%d/%d | %.1f | %.1f | %.1f | "
                   "%d/%d/%d/%d | %.1f |\n",
@@ -222,13 +200,12 @@ int Study(int n) {
 int Detail(int n, const Params& p) {
   CountingReporter reporter;
   SetReporter(&reporter);
-  ComPtr<ITonalith> tonalith = CreateTonalith();
   for (bool bRandom : {false, true}) {
     const auto set = SyntheticSet(n, p.dStep, bRandom);
     for (std::size_t i = 0; i < set.size(); ++i) {
       std::printf("%s %2zu:", bRandom ? "random   " : "envelopes", i + 1);
       for (bool bSoft : {false, true}) {
-        const Tally t = Evaluate(tonalith.Get(), {set[i]}, p, bSoft);
+        const Tally t = Evaluate({set[i]}, p, bSoft);
         const int r = t.results[2] ? 1 : t.results[3] ? 2 : t.results[5] ? 4 : -1;
         std::printf("  %s r%d mono %ld/%ld iso %ld/%ld points %ld/%ld", bSoft ? "soft" : "strict",
                     r, t.monoKept, t.mono, t.isoRemoved, t.iso, t.removed, t.points);
@@ -265,7 +242,6 @@ bool HasPeakBelow(const Dta& original, double dMass) {
 int Mgf(const std::string& path, const Params& p) {
   CountingReporter reporter;
   SetReporter(&reporter);
-  ComPtr<ITonalith> tonalith = CreateTonalith();
   const std::vector<Dta> spectra = ReadMgf(path);
   std::printf("%s: %zu spectra; step %.2f nMax %d median %d width %.2f threshold %.1f\n",
               path.c_str(), spectra.size(), p.dStep, p.nMaxPeriodicity, p.nMedianFilter, p.dWidth,
@@ -280,13 +256,13 @@ int Mgf(const std::string& path, const Params& p) {
     int considered = 0;
     std::vector<double> vOut;
     for (const Dta& in : spectra) {
-      if (in.nPeaks <= 2) continue;  // the drivers pass these over
+      if (in.GetPeakCount() <= 2) continue;  // the drivers pass these over
       Dta work = in;
       if (FAILED(MakeEquidistant(p.dStep, &work))) continue;
       ++considered;
-      gridPoints += work.nPeaks;
+      gridPoints += work.GetPeakCount();
       const auto t0 = std::chrono::steady_clock::now();
-      const int r = RunRoutine(bSoft, tonalith.Get(), s, work, vOut);
+      const int r = RunRoutine(bSoft, s, work, vOut);
       seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
       t.Result(r);
       for (std::size_t i = 0; i < vOut.size(); ++i) {
@@ -320,12 +296,11 @@ int Mgf(const std::string& path, const Params& p) {
 void RunBench(benchmark::State& state, const std::vector<Dta>& spectra, bool bSoft) {
   CountingReporter reporter;
   ScopedThreadReporter scope(&reporter);
-  static ComPtr<ITonalith> tonalith = CreateTonalith();
   const DeisotopeSettings s = Params{}.Settings();
   std::vector<double> vOut;
   std::size_t i = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(RunRoutine(bSoft, tonalith.Get(), s, spectra[i], vOut));
+    benchmark::DoNotOptimize(RunRoutine(bSoft, s, spectra[i], vOut));
     i = (i + 1) % spectra.size();
   }
   state.counters["spectra/s"] =
@@ -347,7 +322,7 @@ const std::vector<Dta>& RealGrid(const char* relative) {
   if (v.empty()) {
     if (auto path = test::DataFile(relative)) {
       for (Dta& d : ReadMgf(*path)) {
-        if (d.nPeaks > 2 && SUCCEEDED(MakeEquidistant(0.05, &d))) v.push_back(std::move(d));
+        if (d.GetPeakCount() > 2 && SUCCEEDED(MakeEquidistant(0.05, &d))) v.push_back(std::move(d));
         if (v.size() >= 64) break;
       }
     }

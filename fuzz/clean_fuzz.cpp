@@ -25,15 +25,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "cleaning/drivers.h"
-#include "frame/interfaces.h"
-#include "frame/module.h"
+#include <string>
+
+#include "cleaning/clean_spectrum.h"
 #include "fuzz_util.h"
-#include "platform/class_registry.h"
-#include "platform/text_file.h"
 #include "spectrum/dialect.h"
 #include "spectrum/dta.h"
-#include "tonalith/itonalith.h"
 
 using namespace orvane;
 
@@ -51,28 +48,6 @@ constexpr double kMaxGridPoints = 2'000'000.0;
 
 constexpr double kSteps[] = {0.05, 0.1, 0.02, 0.01, 0.2, 0.5, 1.0, 0.005};
 
-// The engine object and the signal-processing component, made once.
-struct Engine {
-  ComPtr<IEditMSMS> edit;
-  ComPtr<IAnalyzeMSMS> analyze;
-  ComPtr<IExportMSMS> exporter;
-  ComPtr<ITonalith> tonalith;
-
-  Engine() {
-    RegisterOrvaneModule();
-    CLSID tonalithClass{};
-    if (CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER, IID_IEditMSMS, edit.Out()) != S_OK ||
-        edit->QueryInterface(IID_IAnalyzeMSMS, analyze.Out()) != S_OK ||
-        edit->QueryInterface(IID_IExportMSMS, exporter.Out()) != S_OK ||
-        CLSIDFromProgID(kTonalithProgId, &tonalithClass) != S_OK ||
-        CoCreateInstance(tonalithClass, nullptr, CLSCTX_INPROC_SERVER, IID_ITonalith,
-                         tonalith.Out()) != S_OK) {
-      std::fprintf(stderr, "the engine could not be made\n");
-      std::abort();
-    }
-  }
-};
-
 template <class T>
 void ReadPeaks(fuzz::Bytes& in, double dMaxMz, Dta& dta) {
   T pair[2];
@@ -88,8 +63,6 @@ void ReadPeaks(fuzz::Bytes& in, double dMaxMz, Dta& dta) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::KeepBoxesQuiet();
-  static Engine engine;
-  static fuzz::ScratchFile logFile("clean.log");
 
   fuzz::Bytes in(data, size);
   const std::uint8_t flags = in.U8();
@@ -129,25 +102,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // The drivers clean only spectra of more than two peaks.
   if (dtaIn.GetPeakCount() <= 2) return 0;
 
-  CStdioFile log;
-  if (params.bWriteLog) {
-    if (!log.Open(logFile.Path(), CStdioFile::modeWrite | CStdioFile::modeCreate |
-                                      CStdioFile::modeDirect | CStdioFile::typeText)) {
-      std::abort();
-    }
-    params.pLogFile = &log;
-    DumpCleanParams(params);
-  }
-
-  RunState state;
-  state.bEnoughPeaks = true;
-  state.pEditMSMS = engine.edit.Get();
-  state.pAnalyzeMSMS = engine.analyze.Get();
-  state.pExportMSMS = engine.exporter.Get();
-  state.pTonalith = engine.tonalith.Get();
+  std::string log;
+  if (params.bWriteLog) log = ParamsDump(params);
+  std::string* pLog = params.bWriteLog ? &log : nullptr;
   Dta dtaOut;
-  state.dialect = MgfDialect::Classic;
-  CleanSpectrum(state, dtaIn, &params, dtaOut);
+  CleanSpectrum(dtaIn, &params, MgfDialect::Classic, dtaOut, pLog);
 
   Dta modernIn(dtaIn);
   modernIn.ClearPeaks();
@@ -155,10 +114,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (IsUsablePeak(dtaIn.vMass[k], dtaIn.vIntensity[k])) modernIn.AddPeak(dtaIn.vMass[k], dtaIn.vIntensity[k]);
   SortPeaksByMz(&modernIn);
   if (modernIn.GetPeakCount() > 2) {
-    state.dialect = MgfDialect::Modern;
     dtaOut = Dta();
-    CleanSpectrum(state, modernIn, &params, dtaOut);
+    CleanSpectrum(modernIn, &params, MgfDialect::Modern, dtaOut, pLog);
   }
-  if (log.IsOpen()) log.Close();
   return 0;
 }

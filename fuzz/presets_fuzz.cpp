@@ -8,7 +8,7 @@
 #include <string>
 
 #include "fuzz_util.h"
-#include "presets.h"
+#include "settings.h"
 
 using namespace orvane;
 using namespace orvane::app;
@@ -17,20 +17,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::KeepBoxesQuiet();
   static fuzz::ScratchFile input("in.toml");
   static fuzz::ScratchFile again("again.toml");
-  CleanOptions clean;
-  RawOptionsCli raw;
-  if (!LoadPresets(input.Write(data, size), clean, raw).empty()) return 0;
+  Settings settings;
+  if (!LoadPresets(input.Write(data, size), settings).empty()) return 0;
 
-  const std::string rendered = RenderPresets(clean, raw);
-  CleanOptions clean2;
-  RawOptionsCli raw2;
-  const std::string problem = LoadPresets(again.Write(rendered.data(), rendered.size()), clean2, raw2);
-  if (!problem.empty() || RenderPresets(clean2, raw2) != rendered) {
+  const std::string rendered = RenderPresets(settings);
+  Settings again2;
+  const std::string problem = LoadPresets(again.Write(rendered.data(), rendered.size()), again2);
+  if (!problem.empty() || RenderPresets(again2) != rendered) {
     std::fprintf(stderr, "presets read back differently: %s\n--- rendered:\n%s\n", problem.c_str(),
                  rendered.c_str());
     std::abort();
   }
+  if (!CheckSettings(settings, kClean).empty()) {
+    std::fprintf(stderr, "presets accepted with values the command line refuses\n");
+    std::abort();
+  }
   CleanParams params;
-  ApplyCleanOptions(clean, params);
+  ApplyCleanSettings(settings, params);
   return 0;
 }

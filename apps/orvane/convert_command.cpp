@@ -8,7 +8,7 @@
 //   orvane convert --to mgf -o DIR X.mgf            X.mgf read and written again in
 //                                                   the chosen MGF dialect
 //
-// Other input kinds join through RegisterConvertInput (commands.h).
+//   orvane convert --to mgf|dta -o DIR run.mzML       instrument files (raw_inputs.h)
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,23 +23,22 @@
 
 #include "commands.h"
 #include "output_safety.h"
-#include "stop_signals.h"
-#include "frame/interfaces.h"
-#include "platform/class_registry.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
 #include "platform/text_file.h"
+#include "presets.h"
+#include "raw/conversions.h"
+#include "raw_inputs.h"
+#include "readers/mz_reader.h"
+#include "settings.h"
 #include "spectrum/disk_object.h"
 #include "spectrum/dta.h"
 #include "spectrum/file_path.h"
+#include "spectrum/mgf_file.h"
+#include "stop_signals.h"
 
 namespace orvane::app {
 namespace {
-
-std::map<std::string, ConvertInputHandler>& InputHandlers() {
-  static std::map<std::string, ConvertInputHandler> handlers;
-  return handlers;
-}
 
 // The input's kind by its extension; "run.mgf.gz" is "mgf" (the MGF reader
 // takes gzip files as they are), while "run.mzML.gz" stays "gz" for the raw
@@ -93,13 +92,6 @@ bool Readable(const std::string& path) {
 
 // An MGF file read and written again, block by block, in the engine's dialect.
 int RewriteMgf(const ConvertJob& job, const std::string& input) {
-  ComPtr<IImportMSMS> pImport;
-  ComPtr<IExportMSMS> pExport;
-  if (FAILED(QueryOrNote(job.pEngine, IID_IImportMSMS, kNoImportInterface,
-                         pImport)) ||
-      FAILED(QueryOrNote(job.pEngine, IID_IExportMSMS, kNoExportInterface,
-                         pExport)))
-    return 1;
   // run.mgf.gz is written as run.mgf.
   const std::string output = job.outputFolder + FilePath(WithoutGzipSuffix(input)).GetFileName();
   CStdioFile in;
@@ -120,8 +112,8 @@ int RewriteMgf(const ConvertJob& job, const std::string& input) {
         return kExitStopped;
       }
       dta.Clear();
-      if (pImport->ImportMgf(&in, &dta) != S_OK) break;
-      pExport->ExportMgf(&out, &dta, 2, std::string());
+      if (ImportMgf(&in, &dta, job.dialect) != S_OK) break;
+      ExportMgf(&out, &dta, std::string(), job.dialect);
       ++spectra;
     }
     if (in.ReadFailed()) {  // the box is shown; part of a file is no output
@@ -139,23 +131,15 @@ int RewriteMgf(const ConvertJob& job, const std::string& input) {
 }
 
 int DtaFilesToMgf(const ConvertJob& job, const std::vector<std::string>& inputs) {
-  ComPtr<IConvertMSMS> pConvert;
-  if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
-                         pConvert)))
-    return 1;
   StringList files(inputs.begin(), inputs.end());
-  const HRESULT hr = pConvert->DtaFolderToMgf(&files, job.outputFolder, 0, job.pWindow);
+  const HRESULT hr = DtaFolderToMgf(&files, job.outputFolder, job.pWindow, job.dialect);
   if (FAILED(hr)) return 1;
   std::printf("%zu DTA files -> %s\n", inputs.size(), job.outputFolder.c_str());
   return 0;
 }
 
 int MgfFileToDta(const ConvertJob& job, const std::string& input) {
-  ComPtr<IConvertMSMS> pConvert;
-  if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
-                         pConvert)))
-    return 1;
-  const HRESULT hr = pConvert->MgfToDta(input, job.outputFolder, 0, job.pWindow);
+  const HRESULT hr = MgfToDta(input, job.outputFolder, job.pWindow, job.dialect);
   if (FAILED(hr)) return 1;
   std::printf("%s -> %s\n", input.c_str(), job.outputFolder.c_str());
   return 0;
@@ -164,24 +148,20 @@ int MgfFileToDta(const ConvertJob& job, const std::string& input) {
 struct ConvertOptions {
   std::string target;
   std::string output;
-  std::string dialect = "modern";
   std::vector<std::string> inputs;
 };
 
 int RunConvert(const ConvertOptions& options) {
+  const Settings& settings = CommandSettings();
   ErrorCountingReporter reporter;
+  if (const std::string problem = CheckSettings(settings, kConvert); !problem.empty()) {
+    ShowError(problem);
+    return 1;
+  }
   int status = 0;
   StopSignals signals;
   HostCancelEvent().Reset();
-
-  ComPtr<IUnknown> engine;
-  const HRESULT created =
-      CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, engine.Out());
-  if (FAILED(created)) {
-    ShowError(Format("Can't create the engine object. \nHRESULT = 0x%x", static_cast<unsigned>(created)));
-    return 1;
-  }
-  if (!ApplyMgfDialect(engine.Get(), options.dialect)) return 1;
+  const MgfDialect dialect = DialectOf(settings);
 
   std::string folder = options.output;
   if (folder.empty() || folder.back() != '/') folder += '/';
@@ -208,7 +188,7 @@ int RunConvert(const ConvertOptions& options) {
     const std::string title = FilePath(firstDta).GetFileTitle();
     const std::size_t dot = title.find('.');
     std::string name = dot == std::string::npos ? std::string() : title.substr(0, dot);
-    if (dot == std::string::npos && options.dialect == "modern") name = title;
+    if (dot == std::string::npos && dialect == MgfDialect::Modern) name = title;
     outputs.push_back(folder + name + ".mgf");
   }
   if (const std::string clash = FindOutputOverInput(outputs, options.inputs); !clash.empty()) {
@@ -218,7 +198,7 @@ int RunConvert(const ConvertOptions& options) {
   RemoveStaleTemporaries(folder);
 
   StopWindow window(folder);
-  const ConvertJob job{options.target, folder, engine.Get(), &window};
+  const ConvertJob job{options.target, folder, dialect, &window};
   std::vector<std::string> dtaInputs;
   for (const std::string& input : options.inputs) ProtectInput(input);
   // Each input's result: 0, 1 (reported), or a stop. An input counts as
@@ -251,8 +231,8 @@ int RunConvert(const ConvertOptions& options) {
     } else if (ext == "mgf") {
       if (add(options.target == "dta" ? MgfFileToDta(job, input) : RewriteMgf(job, input)))
         window.StopIfAsked();
-    } else if (auto it = InputHandlers().find(ext); it != InputHandlers().end()) {
-      if (add(it->second(job, input))) window.StopIfAsked();
+    } else if (IsRawInput(input)) {
+      if (add(ConvertRawInput(job, input, settings))) window.StopIfAsked();
     } else {
       ShowError(Format("Can't convert %s: not a DTA or MGF file.", input.c_str()));
       add(1);
@@ -276,48 +256,24 @@ int RunConvert(const ConvertOptions& options) {
 
 }  // namespace
 
-CLI::Option* AddMgfDialectOption(CLI::App* cmd, std::string* pValue) {
-  return cmd
-      ->add_option("--mgf-dialect", *pValue,
-                   "How MGF files are read and written: modern keeps whole titles, header "
-                   "lines such as RTINSECONDS and the precursor intensity; classic knows "
-                   "TITLE, CHARGE and PEPMASS only")
-      ->check(CLI::IsMember({"classic", "modern"}))
-      ->capture_default_str();
-}
-
-bool ApplyMgfDialect(IUnknown* pEngine, const std::string& dialect) {
-  ComPtr<IMgfDialect> pOption;
-  HRESULT hr = pEngine->QueryInterface(IID_IMgfDialect, pOption.Out());
-  if (SUCCEEDED(hr))
-    hr = pOption->SetMgfDialect(dialect == "classic" ? MgfDialect::Classic : MgfDialect::Modern);
-  if (FAILED(hr)) {
-    ShowError(Format("Can't set the MGF dialect %s. \nHRESULT = 0x%x", dialect.c_str(),
-                     static_cast<unsigned>(hr)));
-    return false;
-  }
-  return true;
-}
-
-void RegisterConvertInput(const std::string& extension, ConvertInputHandler handler) {
-  InputHandlers()[extension] = handler;
-}
-
 void AddConvertCommand(CLI::App& app) {
   static ConvertOptions options;
-  auto* cmd = app.add_subcommand("convert", "Convert between DTA and MGF files");
+  auto* cmd = app.add_subcommand("convert", "Convert between DTA and MGF files, and mzML/mzXML files to MGF or DTA");
   cmd->add_option("--to", options.target, "Format to make: mgf (DTA files collected into one MGF "
                                           "file) or dta (one DTA file per MGF spectrum)")
       ->required()
       ->check(CLI::IsMember({"mgf", "dta"}));
   cmd->add_option("-o,--output", options.output, "Output folder; made if missing")->required();
-  AddMgfDialectOption(cmd, &options.dialect);
   cmd->add_option("files", options.inputs, "Input files")->required();
+  AddSettingOptions(cmd, &CommandSettings(), kConvert);
+  AddPresetOptions(cmd, false);
   cmd->footer(
       "\nExamples:\n"
       "  orvane convert --to dta -o spectra/ run1.mgf\n"
       "  orvane convert --to mgf -o out/ spectra/*.dta\n"
-      "  orvane convert --to mgf --mgf-dialect classic -o out/ run1.mgf\n");
+      "  orvane convert --to mgf --mgf-dialect classic -o out/ run1.mgf\n"
+      "  orvane convert --to mgf -o out/ run1.mzML run2.mzXML.gz\n"
+      "  orvane convert --to dta --split-ms-levels -o out/ run1.mzML\n");
   cmd->callback([] { SetExitCode(RunConvert(options)); });
 }
 

@@ -5,12 +5,11 @@
 #include <vector>
 
 #include "commands.h"
-#include "frame/interfaces.h"
-#include "platform/class_registry.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
 #include "platform/text_file.h"
 #include "readers/mz_reader.h"
+#include "settings.h"
 #include "spectrum/dta.h"
 #include "spectrum/dta_file.h"
 #include "spectrum/file_path.h"
@@ -184,10 +183,9 @@ void SetExitCode(int code) { g_exitCode = code; }
 void AddInfoCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("info", "Show what DTA, MGF, mzML and mzXML files hold");
   static std::vector<std::string> files;
-  static std::string dialect = "modern";
   cmd->add_option("files", files, "DTA, MGF, mzML or mzXML files (MGF, mzML and mzXML also .gz)")
       ->required();
-  AddMgfDialectOption(cmd, &dialect);
+  AddSettingOptions(cmd, &CommandSettings(), kInfo);
   cmd->footer(
       "\nOne line per file, its fields separated by tabs:\n"
       "  DTA           PATH  title=T  mass=MH+  charge=Z  peaks=N\n"
@@ -204,7 +202,12 @@ void AddInfoCommand(CLI::App& app) {
       "  orvane info run1.mgf.gz cleaned/run1_c.mgf\n"
       "  orvane info run1.mzML run2.mzXML.gz\n");
   cmd->callback([] {
-    const MgfDialect chosen = dialect == "classic" ? MgfDialect::Classic : MgfDialect::Modern;
+    if (const std::string problem = CheckSettings(CommandSettings(), kInfo); !problem.empty()) {
+      ShowError(problem);
+      SetExitCode(1);
+      return;
+    }
+    const MgfDialect chosen = DialectOf(CommandSettings());
     int status = 0;
     for (const auto& f : files) {
       if (HasExtension(f, "dta")) {

@@ -6,14 +6,9 @@
 #include <vector>
 
 #include "commands.h"
-#include "frame/interfaces.h"
-#include "frame/module.h"
 #include "presets.h"
-#include "raw_options_cli.h"
 
 int main(int argc, char** argv) {
-  orvane::RegisterOrvaneModule();
-
   CLI::App app{
       "orvane cleans tandem mass spectrometry peak lists: it tells good spectra from bad ones,\n"
       "removes isotope peaks and noise, turns multiply charged clusters into single peaks,\n"
@@ -26,10 +21,7 @@ int main(int argc, char** argv) {
   orvane::app::AddInfoCommand(app);
   orvane::app::AddCleanCommand(app);
   orvane::app::AddConvertCommand(app);
-  orvane::app::AddRawInputs(app);  // mzML/mzXML inputs and options of convert and clean
   orvane::app::AddParamsCommand(app);
-  for (const char* name : {"clean", "convert"}) orvane::app::AddParamsOption(app.get_subcommand(name));
-  orvane::app::AddPresetOption(app.get_subcommand("clean"));
 
   // A presets file fills the option values before the command line is read,
   // so that options given there win.

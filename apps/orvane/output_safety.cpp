@@ -15,11 +15,11 @@ namespace orvane::app {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> CleanOutputPaths(int nMode, const std::vector<std::string>& inputs,
+std::vector<std::string> CleanOutputPaths(InputKind nMode, const std::vector<std::string>& inputs,
                                           const std::string& folder, bool bSeparateBad,
                                           bool bMergeOutput) {
   std::vector<std::string> outputs;
-  if (nMode == 1 && bMergeOutput) {
+  if (nMode == InputKind::Mgf && bMergeOutput) {
     for (const char* name : {"SpectraMerged_c.mgf", "SpectraMerged_ms2_c.mgf",
                              "SpectraMerged_ms3_c.mgf", "badspectra/SpectraMerged_b.mgf",
                              "badspectra/SpectraMerged_ms2_b.mgf",
@@ -27,7 +27,7 @@ std::vector<std::string> CleanOutputPaths(int nMode, const std::vector<std::stri
       outputs.push_back(folder + name);
     return outputs;
   }
-  if (nMode != 0 && nMode != 1) return outputs;
+  if (nMode == InputKind::Raw) return outputs;
   for (const std::string& input : inputs) {
     const FilePath path(WithoutGzipSuffix(input));  // run.mgf.gz gives run_c.mgf
     const std::string title = path.GetFileTitle();

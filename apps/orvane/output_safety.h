@@ -5,13 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "cleaning/clean_params.h"
+
 namespace orvane::app {
 
 // Every file a cleaning run can write into folder (ends in "/"): per input of
 // title T and extension E (a final ".gz" left out), T_c.E and, when bad
 // spectra are separated, badspectra/T_bad_c.E; in the merged form of MGF runs the six SpectraMerged
-// files instead. nMode 0 DTA, 1 MGF; raw runs (2) name none here.
-std::vector<std::string> CleanOutputPaths(int nMode, const std::vector<std::string>& inputs,
+// files instead. Raw runs name none here.
+std::vector<std::string> CleanOutputPaths(InputKind nMode, const std::vector<std::string>& inputs,
                                           const std::string& folder, bool bSeparateBad,
                                           bool bMergeOutput);
 

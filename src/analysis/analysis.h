@@ -4,12 +4,12 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "analysis/clusters.h"
 #include "analysis/isotope_templates.h"
 #include "platform/hresult.h"
-#include "platform/text_file.h"
 #include "spectrum/dta.h"
 
 namespace orvane {
@@ -33,9 +33,10 @@ HRESULT MergeClosestPeaks(Dta* pDta, double dSpacing);
 ClusterList FindChargeClusters(Dta* pWork, Dta* pDense, int nCharge,
                                const IsotopeTemplates* pTemplates, double dThreshold,
                                ClusterList* pKnown);
-// Replaces each cluster by one singly charged peak and blanks it in pDense.
+// Replaces each cluster by one singly charged peak and blanks it in pDense;
+// its log lines go to *pLog (nullptr: none).
 HRESULT Deconvolute(Dta* pDense, const ClusterList* pClusters, const IsotopeTemplates* pTemplates,
-                    bool bWriteLog, CStdioFile* pLogFile, DeconvolutedPeakList* pPeaks);
+                    std::string* pLog, DeconvolutedPeakList* pPeaks);
 
 // Whether the spectrum holds a chain of nTagLength residue steps.
 HRESULT CheckSequenceTags(const Dta* pDta, int nTagLength, double dTolerance,

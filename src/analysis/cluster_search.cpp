@@ -11,6 +11,7 @@
 #include "analysis/analysis.h"
 #include "analysis/cluster_search.h"
 #include "analysis/grid_math.h"
+#include "spectrum/dialect.h"
 
 namespace orvane {
 namespace cluster {
@@ -62,11 +63,9 @@ ClusterList FindChargeClusters(Dta* pWork, Dta* pDense, int nCharge,
   ClusterList lstResult;
   if (pWork == nullptr || pDense == nullptr || pTemplates == nullptr || nCharge <= 0)
     return lstResult;
-  const std::uint32_t n = pWork->nPeaks;
+  const std::uint32_t n = pWork->GetPeakCount();
   // Both spectra share one axis; anything else cannot be walked together.
-  if (n == 0 || pDense->nPeaks != n || pWork->vMass.size() < n || pWork->vIntensity.size() < n ||
-      pDense->vIntensity.size() < n)
-    return lstResult;
+  if (n == 0 || pDense->GetPeakCount() != n) return lstResult;
   ClusterList lstLocalKnown;
   if (pKnown == nullptr) pKnown = &lstLocalKnown;
 
@@ -105,7 +104,7 @@ ClusterList FindChargeClusters(Dta* pWork, Dta* pDense, int nCharge,
 
     // A threefold candidate that shows signal where the same cluster would
     // stand as a twofold one is left to the twofold search.
-    if (bThreefoldTable && pDense->HasPeakNear(2.0 * (m - 1.0) + 1.0, 0.9)) continue;
+    if (bThreefoldTable && pDense->HasPeakNear(MzToMh(m, 2, kClassicChargeMass), 0.9)) continue;
     bool bNearKnown = false;
     for (const ClusterRef& known : *pKnown) {
       if (std::fabs(m - *known.itMass) < dSpacing) {

@@ -6,6 +6,7 @@
 
 #include "analysis/analysis.h"
 #include "platform/format.h"
+#include "spectrum/dialect.h"
 
 namespace orvane {
 namespace {
@@ -24,28 +25,26 @@ bool PointsInto(const Dta& dense, const std::vector<double>::iterator& it) {
 }  // namespace
 
 HRESULT Deconvolute(Dta* pDense, const ClusterList* pClusters, const IsotopeTemplates* pTemplates,
-                    bool bWriteLog, CStdioFile* pLogFile, DeconvolutedPeakList* pPeaks) {
+                    std::string* pLog, DeconvolutedPeakList* pPeaks) {
   if (pDense == nullptr || pClusters == nullptr || pTemplates == nullptr || pPeaks == nullptr)
     return E_POINTER;
-  const bool bLog = bWriteLog && pLogFile != nullptr;
   const int z = pTemplates->GetCharge();
-  if (bLog && !pClusters->empty())
-    pLogFile->WriteString(Format("\t-Deconvolution algorithm detected %d-fold charged peaks:\n", z));
+  if (pLog != nullptr && !pClusters->empty())
+    AppendFormat(*pLog, "\t-Deconvolution algorithm detected %d-fold charged peaks:\n", z);
 
   for (const ClusterRef& ref : *pClusters) {
     if (!PointsInto(*pDense, ref.itIntensity)) continue;
     const double m = *ref.itMass;
-    // Each of the z charges counts as 1.0; one is put back.
-    const double dNewMass = z * (m - 1.0) + 1.0;
+    // Each of the z charges counts as one mass unit; one is put back.
+    const double dNewMass = MzToMh(m, z, kClassicChargeMass);
     // The intensity of the cluster's first point, read before blanking.
     const auto nPoint = static_cast<std::uint32_t>(std::to_address(ref.itIntensity) -
                                                    pDense->vIntensity.data());
     pPeaks->push_back(DeconvolutedPeak{dNewMass, *ref.itIntensity, nPoint, z});
     pDense->BlankCluster(m, pTemplates->GetColumns(), kGridPointsPerUnit);
-    if (bLog)
-      pLogFile->WriteString(
-          Format("\t\t%d-fold charged peak cluster deconvoluted: %8.2f Da --> %8.2f\n", z, m,
-                 dNewMass));
+    if (pLog != nullptr)
+      AppendFormat(*pLog, "\t\t%d-fold charged peak cluster deconvoluted: %8.2f Da --> %8.2f\n", z,
+                   m, dNewMass);
   }
   return S_OK;
 }

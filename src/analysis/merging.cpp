@@ -52,13 +52,6 @@ struct ByWeight {
 };
 using PeakEdgeSet = std::set<PeakEdge, ByWeight>;
 
-std::uint32_t PeakCount(const Dta& dta) {
-  std::uint32_t n = dta.nPeaks;
-  if (dta.vMass.size() < n) n = static_cast<std::uint32_t>(dta.vMass.size());
-  if (dta.vIntensity.size() < n) n = static_cast<std::uint32_t>(dta.vIntensity.size());
-  return n;
-}
-
 // Calls emit(weaker, stronger, difference) for every pair within dSpacing.
 // Masses must ascend: the scan from each peak stops at the first one out of
 // reach.
@@ -82,7 +75,7 @@ void ForEachClosePair(const Dta& dta, std::uint32_t n, double dSpacing, Emit emi
 
 HRESULT MergePeaks(Dta* pDta, double dSpacing) {
   if (pDta == nullptr) return E_POINTER;
-  const std::uint32_t n = PeakCount(*pDta);
+  const std::uint32_t n = pDta->GetPeakCount();
   if (n == 0) {
     ShowPlain("Dta not valid");
     return E_UNEXPECTED;
@@ -124,7 +117,7 @@ HRESULT MergeClosestPeaks(Dta* pDta, double dSpacing) {
   // A spacing of 0 or below resolves nothing under this rule, not even peaks
   // of equal mass.
   if (!(dSpacing > 0.0)) return S_OK;
-  const std::uint32_t n = PeakCount(*pDta);
+  const std::uint32_t n = pDta->GetPeakCount();
   std::vector<bool> vMarked;
   try {
     PeakEdgeSet setEdges;

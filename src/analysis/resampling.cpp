@@ -19,12 +19,6 @@ constexpr double kMinStep = 0.005;
 // peak list would otherwise ask for hundreds of millions of points).
 constexpr double kMaxGridPoints = 20'000'000.0;
 
-// Peak counts and vectors that disagree would let the loops below read past
-// the arrays; such a record is treated like an empty one.
-bool Consistent(const Dta& dta) {
-  return dta.vMass.size() >= dta.nPeaks && dta.vIntensity.size() >= dta.nPeaks;
-}
-
 }  // namespace
 
 HRESULT MakeEquidistant(double dStep, Dta* pDta) { return MakeEquidistant(dStep, pDta, nullptr); }
@@ -32,7 +26,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta) { return MakeEquidistant(dStep,
 HRESULT MakeEquidistant(double dStep, Dta* pDta, std::vector<std::uint32_t>* pPointOfPeak) {
   if (pDta == nullptr) return E_POINTER;
   if (pPointOfPeak != nullptr) pPointOfPeak->clear();
-  if (pDta->nPeaks == 0 || !Consistent(*pDta)) {
+  if (pDta->GetPeakCount() == 0) {
     ShowError("Working DTA not valid");
     return E_UNEXPECTED;
   }
@@ -41,7 +35,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta, std::vector<std::uint32_t>* pPo
     return E_UNEXPECTED;
   }
 
-  const std::uint32_t n = pDta->nPeaks;
+  const std::uint32_t n = pDta->GetPeakCount();
   std::vector<double> vMass(pDta->vMass.begin(), pDta->vMass.begin() + n);
   std::vector<double> vIntensity(pDta->vIntensity.begin(), pDta->vIntensity.begin() + n);
 
@@ -98,7 +92,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta, std::vector<std::uint32_t>* pPo
       }
     }
     if (pPointOfPeak != nullptr)
-      std::fill(pPointOfPeak->begin() + nFirst, pPointOfPeak->begin() + i + 1, pDta->nPeaks);
+      std::fill(pPointOfPeak->begin() + nFirst, pPointOfPeak->begin() + i + 1, pDta->GetPeakCount());
     pDta->AddPeak(m0, a);
     if (m1 < m0) {
       ShowError(Format("Dta not sorted!: %f < %f\n", m1, m0));
@@ -127,7 +121,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta, std::vector<std::uint32_t>* pPo
     }
     ++i;
   }
-  if (pPointOfPeak != nullptr) (*pPointOfPeak)[i] = pDta->nPeaks;
+  if (pPointOfPeak != nullptr) (*pPointOfPeak)[i] = pDta->GetPeakCount();
   pDta->AddPeak(vGrid[i], vIntensity[i]);
   pDta->SetEquidistant(true, dStep);
   return S_OK;
@@ -135,7 +129,7 @@ HRESULT MakeEquidistant(double dStep, Dta* pDta, std::vector<std::uint32_t>* pPo
 
 HRESULT DenseSpectrum(int nCharge, Dta* pDta) {
   if (pDta == nullptr) return E_POINTER;
-  if (pDta->nPeaks == 0 || !Consistent(*pDta)) {
+  if (pDta->GetPeakCount() == 0) {
     ShowPlain("Working DTA not valid");
     return E_UNEXPECTED;
   }
@@ -153,7 +147,7 @@ HRESULT DenseSpectrum(int nCharge, Dta* pDta) {
   }
   const double dLimit = pDta->dMass / nCharge + 1.0 + (nReach / 10.0) * 5.0;
 
-  const std::uint32_t n = pDta->nPeaks;
+  const std::uint32_t n = pDta->GetPeakCount();
   const std::vector<double>& vMass = pDta->vMass;
   std::vector<double>& vIntensity = pDta->vIntensity;
   if (!(vMass[0] < dLimit)) return S_OK;

@@ -51,9 +51,7 @@ HRESULT CheckSequenceTags(const Dta* pDta, int nTagLength, double dTolerance,
   if (pbHasTag == nullptr) return E_POINTER;
   *pbHasTag = false;
   if (pDta == nullptr) return E_POINTER;
-  const std::int64_t n = std::min<std::int64_t>(
-      {pDta->nPeaks, static_cast<std::int64_t>(pDta->vMass.size()),
-       static_cast<std::int64_t>(pDta->vIntensity.size())});
+  const std::int64_t n = pDta->GetPeakCount();
   if (n <= 0) return S_OK;  // no peaks, no threshold, no tag
   const std::vector<double>& vMass = pDta->vMass;
   const std::vector<double>& vIntensity = pDta->vIntensity;

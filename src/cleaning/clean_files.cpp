@@ -4,26 +4,25 @@
 
 namespace orvane {
 
-HRESULT CleanFiles(IUnknown* pSelf, RunState& state, CleanParams* pParams) {
+HRESULT CleanFiles(CleanParams* pParams, const RunOptions& run) {
   if (pParams == nullptr || pParams->pFileList == nullptr) return E_POINTER;
   switch (pParams->pFileList->nMode) {
-    case 0: {
+    case InputKind::Dta: {
       // A stopped DTA run answers S_FALSE, so a host can tell it from a
       // finished one by the status alone.
-      const HRESULT hr = CleanDtaFiles(pSelf, state, pParams);
+      const HRESULT hr = CleanDtaFiles(pParams, run);
       return hr == E_ABORT ? S_FALSE : hr;
     }
-    case 1: {
-      const HRESULT hr = CleanMgfFiles(pSelf, state, pParams);
+    case InputKind::Mgf: {
+      const HRESULT hr = CleanMgfFiles(pParams, run);
       return hr == E_ABORT ? S_OK : hr;
     }
-    case 2: {
-      const HRESULT hr = CleanRawFiles(pSelf, state, pParams);
+    case InputKind::Raw: {
+      const HRESULT hr = CleanRawFiles(pParams, run);
       return hr == E_ABORT ? S_OK : hr;
     }
-    default:
-      return S_OK;
   }
+  return S_OK;
 }
 
 }  // namespace orvane

@@ -1,10 +1,8 @@
 #include "cleaning/clean_params.h"
 
-#include <cerrno>
 #include <string>
 
 #include "platform/format.h"
-#include "platform/text_file.h"
 
 namespace orvane {
 namespace {
@@ -23,13 +21,13 @@ std::string Fixed2(double value) {
 
 std::string Integer(std::int32_t value) { return Format("%d", value); }
 
-std::string BadSpectraAction(std::int32_t action) {
+std::string ActionName(BadSpectraAction action) {
   switch (action) {
-    case 0: return "leave";
-    case 1: return "separate";
-    case 2: return "delete";
-    default: return "<undefined>";
+    case BadSpectraAction::Leave: return "leave";
+    case BadSpectraAction::Separate: return "separate";
+    case BadSpectraAction::Delete: return "delete";
   }
+  return "<undefined>";
 }
 
 std::string BandStopFrequency(std::int32_t selector) {
@@ -38,18 +36,16 @@ std::string BandStopFrequency(std::int32_t selector) {
   return kValues[selector];
 }
 
-void WriteLine(CStdioFile& log, const char* label, const std::string& value) {
+void WriteLine(std::string& log, const char* label, const std::string& value) {
   std::string line = Format("%35s = %s\n", label, value.c_str());
   if (line.size() > kMaxLineText) line.resize(kMaxLineText);
-  log.WriteString(line);
+  log += line;
 }
 
 }  // namespace
 
-void DumpCleanParams(const CleanParams& params) {
-  if (params.pLogFile == nullptr) throw CFileException("", EBADF, "no log file is open");
-  CStdioFile& log = *params.pLogFile;
-  log.WriteString("\nRuntime Parameters:\n\n");
+std::string ParamsDump(const CleanParams& params) {
+  std::string log = "\nRuntime Parameters:\n\n";
   // The order of the dump is the order a reader of the log wants, not the
   // order of the fields.
   WriteLine(log, "multi-charge deconvolution", Bool(params.bDeconvolute));
@@ -61,7 +57,7 @@ void DumpCleanParams(const CleanParams& params) {
   WriteLine(log, "random noise threshold", Fixed2(params.dNoiseThreshold));
   WriteLine(log, "check sequence tags", Bool(params.bCheckSeqTags));
   WriteLine(log, "sequence tags length", Integer(params.nSeqTagLength));
-  WriteLine(log, "bad spectra: leave/delete/separate", BadSpectraAction(params.nBadSpectraAction));
+  WriteLine(log, "bad spectra: leave/delete/separate", ActionName(params.nBadSpectraAction));
   WriteLine(log, "soft bad-spectra detection", Bool(params.bSoftBadSpectra));
   WriteLine(log, "make equidistant", Fixed2(params.dEquidistantStep));
   WriteLine(log, "merge peaks", Bool(params.bMergePeaks));
@@ -71,6 +67,7 @@ void DumpCleanParams(const CleanParams& params) {
   WriteLine(log, "band stop frequency", BandStopFrequency(params.nBandStopFrequency));
   WriteLine(log, "mass tolerance", Fixed2(params.dMassTolerance));
   WriteLine(log, "sequence ladder intensity", Integer(params.nSeqLadderIntensity));
+  return log;
 }
 
 }  // namespace orvane

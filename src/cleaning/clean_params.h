@@ -13,8 +13,17 @@ class CStdioFile;
 class IRawReader;
 struct RawOptions;
 
+// What the inputs of a run are; the numbers are the host's.
+enum class InputKind : std::int32_t { Dta = 0, Mgf = 1, Raw = 2 };
+// What becomes of a bad spectrum when bExportBad is set.
+enum class BadSpectraAction : std::int32_t {
+  Leave = 0,     // to the clean output
+  Separate = 1,  // to the bad output, beside it in badspectra/
+  Delete = 2,    // nowhere
+};
+
 struct CleanFileList {
-  std::int32_t nMode = 0;            // 0 DTA files, 1 MGF files, 2 raw files
+  InputKind nMode = InputKind::Dta;
   std::list<std::string> lstFiles;   // input paths, in working order
   std::list<std::int32_t> lstRows;   // the host's row number of each path
 };
@@ -26,7 +35,7 @@ struct CleanParams {
   bool bRemoveNoise = false;
   bool bCheckSeqTags = false;
   std::int32_t nSeqTagLength = 0;
-  std::int32_t nBadSpectraAction = 0;  // 0 leave, 1 separate, 2 delete
+  BadSpectraAction nBadSpectraAction = BadSpectraAction::Leave;
   bool bMergeOutput = false;
   bool bSkipCleaning = false;
   CleanFileList* pFileList = nullptr;
@@ -55,7 +64,12 @@ struct CleanParams {
   double dProtectBelowMz = 0.0;
 };
 
-// Writes "\nRuntime Parameters:\n\n" and the 19 labelled lines to pLogFile.
-void DumpCleanParams(const CleanParams& params);
+// Whether bad spectra go to outputs of their own.
+inline bool SeparatesBad(const CleanParams& params) {
+  return params.bExportBad && params.nBadSpectraAction == BadSpectraAction::Separate;
+}
+
+// "\nRuntime Parameters:\n\n" and the 19 labelled lines of the log's head.
+std::string ParamsDump(const CleanParams& params);
 
 }  // namespace orvane

@@ -7,31 +7,28 @@
 #include <string>
 #include <vector>
 
+#include "cleaning/clean_spectrum.h"
+
 #include "analysis/analysis.h"
 #include "analysis/clusters.h"
 #include "analysis/isotope_templates.h"
-#include "cleaning/drivers.h"
 #include "cleaning/run_log.h"
 #include "filtering/deisotope.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
+#include "spectrum/dialect.h"
+#include "tonalith/dsp.h"
 
 namespace orvane {
 namespace {
 
-// Whether the log may be handed to the stages that write their own lines.
-bool StagesMayLog(const CleanParams& params) {
-  return params.bWriteLog && params.pLogFile != nullptr;
-}
-
-DeisotopeSettings MakeDeisotopeSettings(const CleanParams& params) {
+DeisotopeSettings MakeDeisotopeSettings(const CleanParams& params, std::string* pLog) {
   DeisotopeSettings settings;
   settings.nMaxPeriodicity = params.nMaxPeriodicity;
   settings.nMedianFilter = params.nMedianFilter;
   settings.dDeisotopFilterWidth = params.dDeisotopFilterWidth;
   settings.dDeisotopThreshold = params.dDeisotopThreshold;
-  settings.bWriteLog = StagesMayLog(params);
-  settings.pLogFile = params.pLogFile;
+  settings.pLog = pLog;
   return settings;
 }
 
@@ -98,18 +95,17 @@ struct ModernFold {
 
 // One deconvolution stage of charge 3 or 2 on its own dense copy. Answers
 // false after its error box.
-bool DeconvoluteCharge(RunState& state, const CleanParams& params, int nCharge, Dta& dtaWork,
-                       Dta& dtaDense, ClusterList& lstKnownClusters, DeconvolutedPeakList& vAdded) {
+bool DeconvoluteCharge(const CleanParams& params, int nCharge, Dta& dtaWork, Dta& dtaDense,
+                       ClusterList& lstKnownClusters, DeconvolutedPeakList& vAdded, std::string* pLog) {
   // The table lives for this stage of this spectrum only.
   IsotopeTemplates templates(nCharge);
-  if (FAILED(state.pEditMSMS->DenseSpectrum(nCharge, &dtaDense))) {
+  if (FAILED(DenseSpectrum(nCharge, &dtaDense))) {
     ShowError("dense spectrum failed");
     return false;
   }
-  ClusterList clusters = state.pAnalyzeMSMS->FindChargeClusters(
-      &dtaWork, &dtaDense, nCharge, &templates, params.dDeconvThreshold / 100.0, &lstKnownClusters);
-  if (FAILED(state.pEditMSMS->Deconvolute(&dtaDense, &clusters, &templates, StagesMayLog(params),
-                                          params.pLogFile, &vAdded))) {
+  ClusterList clusters = FindChargeClusters(&dtaWork, &dtaDense, nCharge, &templates,
+                                            params.dDeconvThreshold / 100.0, &lstKnownClusters);
+  if (FAILED(Deconvolute(&dtaDense, &clusters, &templates, pLog, &vAdded))) {
     ShowError(nCharge == 3 ? "3-fold deconvolution failed" : "2-fold deconvolution failed");
     return false;
   }
@@ -126,7 +122,7 @@ constexpr double kMaxModernGridPoints = 2'000'000.0;
 // kMaxModernGridPoints. The readers see to the peaks for files; this guards
 // what a host hands in, and the grid of a fine step.
 std::string UnusablePeaks(const Dta& dta, double dStep) {
-  const std::size_t n = std::min<std::size_t>({dta.GetPeakCount(), dta.vMass.size(), dta.vIntensity.size()});
+  const std::size_t n = dta.GetPeakCount();
   for (std::size_t k = 0; k < n; ++k) {
     const double mz = dta.vMass[k];
     const double intensity = dta.vIntensity[k];
@@ -143,19 +139,14 @@ std::string UnusablePeaks(const Dta& dta, double dStep) {
   return {};
 }
 
-int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dta& dtaOut) {
-  if (state.pEditMSMS == nullptr || state.pTonalith == nullptr || state.pAnalyzeMSMS == nullptr ||
-      state.pExportMSMS == nullptr) {
-    ShowError("Interfaces are not referenced.");
-    return -2;
-  }
-
-  const bool bModern = state.dialect == MgfDialect::Modern;
+Verdict RunPipeline(const Dta& dtaIn, const CleanParams& params, MgfDialect dialect, Dta& dtaOut,
+                    std::string* pLog) {
+  const bool bModern = dialect == MgfDialect::Modern;
   if (bModern) {
     if (const std::string why = UnusablePeaks(dtaIn, params.dEquidistantStep); !why.empty()) {
       ShowError(Format("The spectrum \"%s\" can't be cleaned: %s", dtaIn.strTitle.c_str(),
                        why.c_str()));
-      return -1;
+      return Verdict::Failed;
     }
   }
   Dta dtaWork(dtaIn);
@@ -164,15 +155,13 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
 
   if (params.bCheckSeqTags) {
     bool bHasTag = false;
-    // The test reads the spectrum as it came; the interface takes a plain
-    // pointer but does not write through it.
-    state.pAnalyzeMSMS->CheckSequenceTags(const_cast<Dta*>(&dtaIn), params.nSeqTagLength,
-                                          params.dMassTolerance, params.nSeqLadderIntensity,
-                                          &bHasTag);
-    if (!bHasTag) return 5;
+    // The test reads the spectrum as it came.
+    CheckSequenceTags(&dtaIn, params.nSeqTagLength, params.dMassTolerance,
+                      params.nSeqLadderIntensity, &bHasTag);
+    if (!bHasTag) return Verdict::NoTag;
   }
 
-  if (params.bMergePeaks) state.pEditMSMS->MergePeaks(&dtaWork, params.dMergeSpacing);
+  if (params.bMergePeaks) MergePeaks(&dtaWork, params.dMergeSpacing);
 
   // The modern output writes the input peaks of the grid points that stay,
   // so it needs to know which point each peak went to, and which peaks the
@@ -181,26 +170,24 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
   if (bModern) {
     modern.vMergedIntensity.assign(dtaWork.IntensitiesBegin(),
                                    dtaWork.IntensitiesBegin() + dtaWork.GetPeakCount());
-    if (FAILED(MakeEquidistant(params.dEquidistantStep, &dtaWork, &modern.vPointOfPeak))) return -1;
-  } else if (FAILED(state.pEditMSMS->MakeEquidistant(params.dEquidistantStep, &dtaWork))) {
-    return -1;
+    if (FAILED(MakeEquidistant(params.dEquidistantStep, &dtaWork, &modern.vPointOfPeak)))
+      return Verdict::Failed;
+  } else if (FAILED(MakeEquidistant(params.dEquidistantStep, &dtaWork))) {
+    return Verdict::Failed;
   }
 
-  const std::uint32_t nPoints = static_cast<std::uint32_t>(
-      std::min<std::size_t>({dtaWork.GetPeakCount(), dtaWork.vMass.size(), dtaWork.vIntensity.size()}));
+  const std::uint32_t nPoints = dtaWork.GetPeakCount();
   std::vector<double> vBefore(dtaWork.IntensitiesBegin(), dtaWork.IntensitiesBegin() + nPoints);
 
-  int nResult = 1;
+  Verdict verdict = Verdict::Cleaned;
   std::vector<double> vOutIntensity;
   if (params.bDeisotope) {
-    const DeisotopeSettings settings = MakeDeisotopeSettings(params);
-    nResult = params.bSoftBadSpectra
-                  ? DeisotopeSoft(state.pTonalith, state.pAnalyzeMSMS, settings, dtaWork, vOutIntensity)
-                  : DeisotopeStrict(state.pTonalith, state.pAnalyzeMSMS, settings, dtaWork,
-                                    vOutIntensity);
-    if (nResult < 0) {
+    const DeisotopeSettings settings = MakeDeisotopeSettings(params, pLog);
+    verdict = params.bSoftBadSpectra ? DeisotopeSoft(settings, dtaWork, vOutIntensity)
+                                     : DeisotopeStrict(settings, dtaWork, vOutIntensity);
+    if (static_cast<int>(verdict) < 0) {
       ShowError("Error deisotoping spectra");
-      return -1;
+      return Verdict::Failed;
     }
   }
 
@@ -212,20 +199,19 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
     // threefold stage is not claimed again by the twofold one.
     ClusterList lstKnownClusters;
     if (dtaWork.nCharge > 2 &&
-        !DeconvoluteCharge(state, params, 3, dtaWork, dtaDense3, lstKnownClusters, vAdded))
-      return -1;
+        !DeconvoluteCharge(params, 3, dtaWork, dtaDense3, lstKnownClusters, vAdded, pLog))
+      return Verdict::Failed;
     if (dtaWork.nCharge > 1 &&
-        !DeconvoluteCharge(state, params, 2, dtaWork, dtaDense2, lstKnownClusters, vAdded))
-      return -1;
+        !DeconvoluteCharge(params, 2, dtaWork, dtaDense2, lstKnownClusters, vAdded, pLog))
+      return Verdict::Failed;
   }
 
   std::vector<double> vNoiseFree;
   if (params.bRemoveNoise) {
-    const HRESULT hr =
-        state.pTonalith->BandStop(params.nBandStopFrequency, dtaWork.vIntensity, vNoiseFree);
+    const HRESULT hr = tonalith::BandStopFilter(params.nBandStopFrequency, dtaWork.vIntensity, vNoiseFree);
     if (FAILED(hr) || vNoiseFree.size() < nPoints) {
       ShowError("Random noise removal failed");
-      return 0;
+      return Verdict::NoiseFailed;
     }
     int nDeleted = 0;
     for (std::uint32_t i = 0; i < nPoints; ++i) {
@@ -238,7 +224,7 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
         ++nDeleted;
       }
     }
-    WriteLog(params, Format(kLogNoiseLine, nDeleted));
+    if (pLog != nullptr) AppendFormat(*pLog, kLogNoiseLine, nDeleted);
   }
   if (vNoiseFree.empty())
     vNoiseFree.assign(dtaWork.IntensitiesBegin(), dtaWork.IntensitiesBegin() + nPoints);
@@ -258,8 +244,9 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
 
   if (bModern) {
     const std::uint32_t nKept = modern.Write(dtaIn, vKeep, vAdded, params.dProtectBelowMz, dtaOut);
-    WriteLog(params, Format(kLogTotalLine, static_cast<int>(nPeaksIn) - static_cast<int>(nKept)));
-    return nResult;
+    if (pLog != nullptr)
+      AppendFormat(*pLog, kLogTotalLine, static_cast<int>(nPeaksIn) - static_cast<int>(nKept));
+    return verdict;
   }
 
   // A point that stays keeps the mass and intensity it had right after
@@ -267,31 +254,32 @@ int RunPipeline(RunState& state, const Dta& dtaIn, const CleanParams& params, Dt
   for (std::uint32_t i = 0; i < nFold; ++i)
     if (vKeep[i]) dtaOut.AddPeak(dtaWork.GetMass(i), dtaWork.GetIntensity(i));
 
-  WriteLog(params, Format(kLogTotalLine, static_cast<int>(nPeaksIn) -
-                                             static_cast<int>(dtaOut.GetPeakCount())));
+  if (pLog != nullptr)
+    AppendFormat(*pLog, kLogTotalLine,
+                 static_cast<int>(nPeaksIn) - static_cast<int>(dtaOut.GetPeakCount()));
 
   // The deconvoluted peaks stand behind the kept points, in the order they
   // were made, whatever their mass.
   for (const DeconvolutedPeak& peak : vAdded) dtaOut.AddPeak(peak.dMass, peak.dIntensity);
 
-  return nResult;
+  return verdict;
 }
 
 }  // namespace
 
-int CleanSpectrum(RunState& state, const Dta& dtaIn, const CleanParams* pParams, Dta& dtaOut) {
+Verdict CleanSpectrum(const Dta& dtaIn, const CleanParams* pParams, MgfDialect dialect, Dta& dtaOut,
+                      std::string* pLog) {
   if (pParams == nullptr) {
     ShowError("No run parameters were given.");
-    return -2;
+    return Verdict::NoParams;
   }
   // A stage that breaks down (out of memory, an index its own code got
-  // wrong) costs this spectrum only. Log failures are not caught here: they
-  // end the run.
+  // wrong) costs this spectrum only.
   try {
-    return RunPipeline(state, dtaIn, *pParams, dtaOut);
+    return RunPipeline(dtaIn, *pParams, dialect, dtaOut, pLog);
   } catch (const std::exception& e) {
     ShowError(std::string("Error cleaning spectrum ") + dtaIn.strTitle + ": " + e.what());
-    return -1;
+    return Verdict::Failed;
   }
 }
 

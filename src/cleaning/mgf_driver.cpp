@@ -1,6 +1,12 @@
 // The driver for MGF inputs: every spectrum of every input file through the
 // pipeline, into one pair of outputs per input or into the SpectraMerged
 // files of the run, kept apart by MS level.
+//
+// The driver reads the inputs in order into tasks, the pipeline cleans the
+// tasks (on several threads when the run has jobs for them), and the driver
+// then takes them back in input order and does everything a host or a file
+// sees: messages, log, boxes and outputs. So the reading side only reads;
+// all the rest happens as tasks come back.
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -8,8 +14,9 @@
 #include <memory>
 #include <string>
 
+#include "cleaning/clean_spectrum.h"
 #include "cleaning/drivers.h"
-#include "cleaning/run_frame.h"
+#include "cleaning/ordered_work.h"
 #include "cleaning/run_log.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
@@ -46,16 +53,44 @@ int MsLevelOfTitle(const std::string& title) {
   return 0;
 }
 
+// One step of the run as the reading side saw it.
+struct MgfTask final : OrderedWork::Task {
+  enum Kind { BeginInput, Read } kind = Read;
+  std::string path;       // the input
+  std::int32_t nRow = 0;  // its row
+  // BeginInput: the spectra the count found, and whether the input opened.
+  unsigned nTotal = 0;
+  bool bOpened = false;
+  // Read: what ImportMgf answered, and into what.
+  HRESULT hr = S_OK;
+  bool bReadFailed = false;  // a read error that looked like the end
+  unsigned nRefused = 0;     // modern: spectra the reader refused, at the end
+  Dta dtaIn;
+  Dta dtaOut;
+  Verdict verdict = Verdict::Cleaned;
+  std::string log;
+  // Set for the work.
+  const CleanParams* pParams = nullptr;
+  MgfDialect dialect = MgfDialect::Classic;
+
+  void Work() override {
+    verdict = CleanSpectrum(dtaIn, pParams, dialect, dtaOut, pParams->bWriteLog ? &log : nullptr);
+  }
+};
+
 class MgfDriver {
  public:
-  MgfDriver(IUnknown* pSelf, RunState& state, CleanParams& params)
-      : state_(state), params_(params), frame_(pSelf, state) {}
+  MgfDriver(CleanParams& params, const RunOptions& run)
+      : params_(params), run_(run), work_(run.nJobs) {}
 
   HRESULT Run() {
     const std::list<std::string>& files = params_.pFileList->lstFiles;
     if (files.empty()) return S_OK;
-    HRESULT hr = frame_.Open(params_);
-    if (FAILED(hr)) return hr;
+    if (run_.openRun) {
+      if (const HRESULT hr = run_.openRun(); FAILED(hr)) return hr;
+    }
+    WriteLogHead(params_);
+    HRESULT hr = S_OK;
     try {
       hr = RunFiles();
     } catch (const CFileException& e) {
@@ -71,7 +106,6 @@ class MgfDriver {
       AbortAll();
     else
       CloseAll();
-    frame_.Close();
     // Modern dialect: an input that failed, or an output that could not be
     // completed (a full disk at the last flush), fails the run; spectra that
     // could not be cleaned (each reported) leave whole outputs: S_FALSE.
@@ -81,8 +115,7 @@ class MgfDriver {
   }
 
  private:
-  bool SeparateBad() const { return params_.bExportBad && params_.nBadSpectraAction == 1; }
-  bool Modern() const { return state_.dialect == MgfDialect::Modern; }
+  bool Modern() const { return run_.dialect == MgfDialect::Modern; }
 
   HRESULT RunFiles() {
     if (params_.bMergeOutput) {
@@ -102,32 +135,128 @@ class MgfDriver {
     for (const std::string& path : files) {
       const std::int32_t nRow = row != rows.end() ? *row : 0;
       if (row != rows.end()) ++row;
-      const HRESULT hr = CleanInput(path, nRow);
+      const bool bGoOn = ReadInput(path, nRow);
+      if (hrEnd_ != S_OK) return hrEnd_;
+      if (!bGoOn) break;
+    }
+    return Commit(true);
+  }
+
+  // Hands the tasks that are done back in order (all of them with
+  // everything, else waiting only while the line is full): S_OK, or what
+  // ends the run.
+  HRESULT Commit(bool everything) {
+    while (auto done = work_.Take(everything || work_.Full())) {
+      const HRESULT hr = Commit(static_cast<MgfTask&>(*done));
       if (hr != S_OK) return hr;
     }
     return S_OK;
   }
 
-  HRESULT CleanInput(const std::string& path, std::int32_t nRow) {
-    SendToHost(params_, PM_ROW_BEGIN, static_cast<WPARAM>(nRow));
-    const unsigned nTotal = CountMgfSpectra(path.c_str());
-    SendToHost(params_, PM_STEP_TOTAL, nTotal);
-    unsigned nDone = 0;
+  // Puts a task in line and hands back what is done; false when that ended
+  // the run (hrEnd_ says how).
+  bool Put(std::unique_ptr<MgfTask> task) {
+    task->pParams = &params_;
+    task->dialect = run_.dialect;
+    work_.Put(std::move(task));
+    hrEnd_ = Commit(false);
+    return hrEnd_ == S_OK;
+  }
 
-    CFileException error;
-    if (!input_.Open(path, kReadDenyWrite, &error)) {
-      error.ReportError();
+  // The reading side of one input: its tasks, up to its end or a failure.
+  // Answers false when the run reads no further (classic: a failure ends it).
+  bool ReadInput(const std::string& path, std::int32_t nRow) {
+    auto begin = std::make_unique<MgfTask>();
+    begin->kind = MgfTask::BeginInput;
+    begin->path = path;
+    begin->nRow = nRow;
+    Recorded(begin->boxes, [&] {
+      begin->nTotal = CountMgfSpectra(path.c_str());
+      CFileException error;
+      begin->bOpened = input_.Open(path, kReadDenyWrite, &error);
+      if (!begin->bOpened) error.ReportError();
+    });
+    const bool bOpened = begin->bOpened;
+    if (!Put(std::move(begin))) return false;
+    if (!bOpened) return Modern();
+
+    // run.mgf.gz names its outputs as run.mgf would.
+    const std::string folder = FilePath(WithoutGzipSuffix(path)).GetFolder(true).GetString();
+    for (;;) {
+      auto task = std::make_unique<MgfTask>();
+      task->path = path;
+      task->dtaIn.strPath = folder;
+      Recorded(task->boxes, [&] { task->hr = ImportMgf(&input_, &task->dtaIn, run_.dialect); });
+      task->bReadFailed = task->hr == S_FALSE && input_.ReadFailed();
+      const HRESULT hr = task->hr;
+      if (hr == S_FALSE && !task->bReadFailed && Modern())
+        task->nRefused = MgfReader(input_, MgfDialect::Modern).Refused();
+      if (hr == S_OK && task->dtaIn.GetPeakCount() > 2) {
+        // The cleaned spectrum keeps the identity of the one it came from.
+        Dta& in = task->dtaIn;
+        Dta& out = task->dtaOut;
+        out.strPath = folder;
+        out.strTitle = in.strTitle;
+        out.vHeaderLines = in.vHeaderLines;
+        out.vCharges = in.vCharges;
+        out.dPrecursorIntensity = in.dPrecursorIntensity;
+        if (params_.bSkipCleaning) out = in;
+        else task->bWork = true;
+      }
+      const bool bEnd = hr == S_FALSE && !task->bReadFailed;
+      if (hr != S_OK && input_.IsOpen()) CloseFile(input_);
+      if (!Put(std::move(task))) return false;
+      // Classic: a read that failed ends the run; the modern dialect goes
+      // on with the next input, unless merged outputs hold part of it.
+      if (hr != S_OK) return bEnd || (Modern() && !params_.bMergeOutput);
+    }
+  }
+
+  HRESULT Commit(MgfTask& task) {
+    if (task.kind == MgfTask::BeginInput) return BeginInput(task);
+    // The counter never passes the last spectrum the count found, so a
+    // host's bar can't overrun (0 for a file of none).
+    SendToHost(params_, PM_STEP_BEGIN, std::min(nDone_, nTotal_ - 1u), TextParam(task.path.c_str()));
+    task.boxes.Replay();
+    WriteLogRule(params_, task.dtaIn.strTitle);
+    const HRESULT hr = task.hr;
+    if (FAILED(hr)) {
+      // The modern reader has named the file and the line already.
+      if (Modern()) return FailInput(hr);
+      ShowError("Couldn't import data");
+      return hr;
+    }
+    // A read error (damaged gzip data, say) has shown its box and looks
+    // like the end of the file: the run fails instead of passing for whole.
+    if (task.bReadFailed) return Modern() ? FailInput(E_FAIL) : E_FAIL;
+    if (hr == S_FALSE) return EndInput(task);
+
+    if (task.dtaIn.GetPeakCount() > 2) {
+      WriteLog(params_, task.log);
+      if (const HRESULT hrWrite = WriteSpectrum(*pPair_, task); FAILED(hrWrite)) return hrWrite;
+    }
+    ++nDone_;
+    SendToHost(params_, PM_STEP_DONE, nDone_);
+    if (StopRequested(params_)) return E_ABORT;
+    return S_OK;
+  }
+
+  HRESULT BeginInput(MgfTask& task) {
+    SendToHost(params_, PM_ROW_BEGIN, static_cast<WPARAM>(task.nRow));
+    nTotal_ = task.nTotal;
+    nDone_ = 0;
+    nRow_ = task.nRow;
+    SendToHost(params_, PM_STEP_TOTAL, nTotal_);
+    task.boxes.Replay();
+    if (!task.bOpened) {
       if (!Modern()) return E_UNEXPECTED;
       // The other inputs are cleaned all the same; the run ends failed.
       ++nFailedInputs_;
-      SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(nRow));
+      SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(task.nRow));
       return S_OK;
     }
 
-    // run.mgf.gz names its outputs as run.mgf would.
-    const FilePath inputPath(WithoutGzipSuffix(path));
-    const std::string folder = inputPath.GetFolder(true).GetString();
-    OutputPair* pPair = nullptr;
+    const FilePath inputPath(WithoutGzipSuffix(task.path));
     if (!params_.bMergeOutput) {
       const std::string title = inputPath.GetFileTitle();
       const std::string ext = inputPath.GetExtension();
@@ -135,86 +264,42 @@ class MgfDriver {
       if (!OpenOutput(perInput_.pClean, params_.strOutputFolder + title + "_c." + ext,
                       "the file pfCleanExportM could not be created"))
         return E_UNEXPECTED;
-      if (SeparateBad() &&
+      if (SeparatesBad(params_) &&
           !OpenOutput(perInput_.pBad,
                       params_.strOutputFolder + kBadFolder + title + "_bad_c." + ext,
                       "the file pfBadExportM could not be created"))
         return E_UNEXPECTED;
       perInput_.bOpened = true;
-      pPair = &perInput_;
+      pPair_ = &perInput_;
     } else {
       const int nLevel = MsLevelOfTitle(inputPath.GetFileTitle());
-      pPair = &merged_[nLevel];
-      if (!pPair->bOpened) {
+      pPair_ = &merged_[nLevel];
+      if (!pPair_->bOpened) {
         const char* tag = nLevel == 1 ? "ms2" : "ms3";
         const std::string cleanName = Format("SpectraMerged_%s_c.mgf", tag);
         const std::string badName = Format("SpectraMerged_%s_b.mgf", tag);
-        if (!OpenOutput(pPair->pClean, params_.strOutputFolder + cleanName,
+        if (!OpenOutput(pPair_->pClean, params_.strOutputFolder + cleanName,
                         Format("the file pfCleanExportM_%s could not be created", tag)))
           return E_UNEXPECTED;
-        if (SeparateBad() &&
-            !OpenOutput(pPair->pBad, params_.strOutputFolder + kBadFolder + badName,
+        if (SeparatesBad(params_) &&
+            !OpenOutput(pPair_->pBad, params_.strOutputFolder + kBadFolder + badName,
                         Format("the file pfBadExportM_%s could not be created", tag)))
           return E_UNEXPECTED;
-        pPair->bOpened = true;
+        pPair_->bOpened = true;
       }
     }
-
     // Only merged outputs of runs that came from raw files name the source of
     // each block.
-    const std::string comment =
-        params_.pRawOptions != nullptr && params_.bMergeOutput ? path : std::string();
-    const std::int32_t nExportOption =
-        params_.pRawOptions != nullptr ? params_.pRawOptions->nExportOption : 2;
+    comment_ = params_.pRawOptions != nullptr && params_.bMergeOutput ? task.path : std::string();
+    return S_OK;
+  }
 
-    Dta dtaIn;
-    Dta dtaOut;
-    for (;;) {
-      // The counter never passes the last spectrum the count found, so a
-      // host's bar can't overrun (0 for a file of none).
-      SendToHost(params_, PM_STEP_BEGIN, std::min(nDone, nTotal - 1u), TextParam(path.c_str()));
-      dtaIn.Clear();
-      dtaOut.Clear();
-      dtaIn.strPath = folder;
-      const HRESULT hr = state_.pImportMSMS->ImportMgf(&input_, &dtaIn);
-      WriteLogRule(params_, dtaIn.strTitle);
-      if (FAILED(hr)) {
-        // The modern reader has named the file and the line already.
-        if (Modern()) return FailInput(hr);
-        ShowError("Couldn't import data");
-        return hr;
-      }
-      state_.bEnoughPeaks = dtaIn.GetPeakCount() > 2;
-      // A read error (damaged gzip data, say) has shown its box and looks
-      // like the end of the file: the run fails instead of passing for whole.
-      if (hr == S_FALSE && input_.ReadFailed()) return Modern() ? FailInput(E_FAIL) : E_FAIL;
-      if (hr == S_FALSE) break;
-
-      if (state_.bEnoughPeaks) {
-        // The cleaned spectrum keeps the identity of the one it came from.
-        dtaOut.strPath = folder;
-        dtaOut.strTitle = dtaIn.strTitle;
-        dtaOut.vHeaderLines = dtaIn.vHeaderLines;
-        dtaOut.vCharges = dtaIn.vCharges;
-        dtaOut.dPrecursorIntensity = dtaIn.dPrecursorIntensity;
-        int nResult = 1;
-        if (params_.bSkipCleaning) dtaOut = dtaIn;
-        else nResult = CleanSpectrum(state_, dtaIn, &params_, dtaOut);
-        const HRESULT hrWrite = WriteSpectrum(*pPair, nResult, dtaIn, dtaOut, comment, nExportOption);
-        if (FAILED(hrWrite)) return hrWrite;
-      }
-
-      ++nDone;
-      SendToHost(params_, PM_STEP_DONE, nDone);
-      if (StopRequested(params_)) return E_ABORT;
-    }
-
+  HRESULT EndInput(const MgfTask& task) {
     // Spectra the reader refused (each reported) leave the outputs whole, as
     // those the pipeline could not take.
-    if (Modern()) nFailedSpectra_ += MgfReader(input_, MgfDialect::Modern).Refused();
-    input_.Close();
+    nFailedSpectra_ += task.nRefused;
     if (!params_.bMergeOutput) ClosePair(perInput_);
-    SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(nRow));
+    SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(nRow_));
     return S_OK;
   }
 
@@ -223,61 +308,62 @@ class MgfDriver {
   // can't drop what the input gave them, so there the run ends.
   HRESULT FailInput(HRESULT hr) {
     if (params_.bMergeOutput) return hr;
-    if (input_.IsOpen()) CloseFile(input_);
     AbortPair(perInput_);
     ++nFailedInputs_;
     return S_OK;
   }
 
-  HRESULT WriteSpectrum(OutputPair& pair, int nResult, Dta& dtaIn, Dta& dtaOut,
-                        const std::string& comment, std::int32_t nExportOption) {
+  void Export(CStdioFile* pFile, const Dta& dta, bool bComment) {
+    ExportMgf(pFile, &dta, bComment ? comment_ : std::string(), run_.dialect);
+  }
+
+  HRESULT WriteSpectrum(OutputPair& pair, MgfTask& task) {
+    const Verdict verdict = task.verdict;
+    Dta& dtaIn = task.dtaIn;
+    Dta& dtaOut = task.dtaOut;
     if (pair.pClean == nullptr) {
       ShowError("Error accessing export file");
       return E_UNEXPECTED;
     }
-    IExportMSMS* pExport = state_.pExportMSMS;
-    if (Modern() && nResult <= 0) {
+    if (Modern() && IsFailure(verdict)) {
       // A spectrum the pipeline could not take (its stage said why) is no
       // empty block: it goes nowhere, or as it was read to the bad output.
       ++nFailedSpectra_;
-      const bool bKeep = SeparateBad() && pair.pBad != nullptr;
+      const bool bKeep = SeparatesBad(params_) && pair.pBad != nullptr;
       ShowError(Format("The spectrum \"%s\" could not be cleaned; %s", dtaIn.strTitle.c_str(),
                        bKeep ? "it goes to the bad spectra as it was read" : "it is left out"));
       if (bKeep) {
-        pExport->ExportMgf(pair.pBad.get(), &dtaIn, nExportOption, comment);
+        Export(pair.pBad.get(), dtaIn, true);
         ++pair.nBad;
       }
       return S_OK;
     }
-    if (nResult < 4 && Modern() && dtaOut.GetPeakCount() == 0) {
+    if (!IsBad(verdict) && Modern() && dtaOut.GetPeakCount() == 0) {
       ShowWarning(Format("The spectrum \"%s\" has no peak left after cleaning; it is left out",
                          dtaIn.strTitle.c_str()));
       return S_OK;
     }
-    if (nResult < 4) {
-      pExport->ExportMgf(pair.pClean.get(), &dtaOut, nExportOption, comment);
+    if (!IsBad(verdict)) {
+      Export(pair.pClean.get(), dtaOut, true);
       ++pair.nClean;
       return S_OK;
     }
     if (!params_.bExportBad) return S_OK;
     switch (params_.nBadSpectraAction) {
-      case 0:
+      case BadSpectraAction::Leave:
         // The modern dialect writes the bad spectrum as it was cleaned: a
         // spectrum the tag check refused has no cleaned peaks, so it goes
         // as it was read rather than as an empty block.
-        if (Modern() && dtaOut.GetPeakCount() == 0)
-          pExport->ExportMgf(pair.pClean.get(), &dtaIn, 2, std::string());
-        else
-          pExport->ExportMgf(pair.pClean.get(), &dtaOut, 2, std::string());
+        Export(pair.pClean.get(), Modern() && dtaOut.GetPeakCount() == 0 ? dtaIn : dtaOut, false);
         ++pair.nClean;
         return S_OK;
-      case 1:
+      case BadSpectraAction::Separate:
         if (pair.pBad == nullptr) {
           ShowError("Error accessing export file");
           return E_UNEXPECTED;
         }
         // A separated bad spectrum is the spectrum as it was read.
-        pExport->ExportMgf(pair.pBad.get(), &dtaIn, nExportOption, comment);
+        Export(pair.pBad.get(), dtaIn, true);
         ++pair.nBad;
         return S_OK;
       default:
@@ -315,7 +401,7 @@ class MgfDriver {
     if (pair.pClean) CloseFile(*pair.pClean);
     if (pair.pBad && pair.pBad->IsOpen()) {
       // A bad file that got nothing isn't left behind.
-      const bool bEmpty = SeparateBad() && pair.pBad->GetLength() == 0;
+      const bool bEmpty = SeparatesBad(params_) && pair.pBad->GetLength() == 0;
       CloseFile(*pair.pBad);
       if (bEmpty && std::remove(pair.pBad->GetFilePath().c_str()) != 0)
         ShowError("Could not delete empty bad spectra file !");
@@ -343,12 +429,20 @@ class MgfDriver {
     for (OutputPair& pair : merged_) AbortPair(pair);
   }
 
-  RunState& state_;
   CleanParams& params_;
-  RunFrame frame_;
+  const RunOptions& run_;
+  OrderedWork work_;
+  // The reading side.
   CStdioFile input_;
+  // The writing side.
   OutputPair perInput_;
   OutputPair merged_[3];  // general, MS2, MS3
+  OutputPair* pPair_ = nullptr;  // where the spectra of the input in hand go
+  std::string comment_;
+  unsigned nTotal_ = 0;
+  unsigned nDone_ = 0;
+  std::int32_t nRow_ = 0;
+  HRESULT hrEnd_ = S_OK;  // what ended the run while the reading side was at work
   bool bCloseFailed_ = false;
   unsigned nFailedInputs_ = 0;   // modern dialect: inputs that could not be read to their end
   unsigned nFailedSpectra_ = 0;  // modern dialect: spectra the pipeline could not take
@@ -356,9 +450,9 @@ class MgfDriver {
 
 }  // namespace
 
-HRESULT CleanMgfFiles(IUnknown* pSelf, RunState& state, CleanParams* pParams) {
+HRESULT CleanMgfFiles(CleanParams* pParams, const RunOptions& run) {
   if (pParams == nullptr || pParams->pFileList == nullptr) return E_POINTER;
-  MgfDriver driver(pSelf, state, *pParams);
+  MgfDriver driver(*pParams, run);
   return driver.Run();
 }
 

@@ -7,6 +7,7 @@
 #include "platform/format.h"
 #include "platform/host_window.h"
 #include "platform/reporter.h"
+#include "raw/conversions.h"
 #include "raw/raw_options.h"
 #include "raw/scan_access.h"
 #include "spectrum/disk_object.h"
@@ -14,8 +15,6 @@
 
 namespace orvane {
 namespace {
-
-enum ConvertOption : std::int32_t { kConvertToDta = 0, kConvertToMgf = 1 };
 
 void Send(CWnd* pWnd, unsigned message, WPARAM wParam, LPARAM lParam) {
   if (pWnd != nullptr) pWnd->Send(message, wParam, lParam);
@@ -31,18 +30,9 @@ void Announce(CWnd* pWnd, const std::string& strPath, CleanFileList& list, std::
 
 }  // namespace
 
-HRESULT CleanRawFiles(IUnknown* pSelf, RunState&, CleanParams* pParams) {
+HRESULT CleanRawFiles(CleanParams* pParams, const RunOptions& run) {
   if (pParams == nullptr || pParams->pFileList == nullptr || pParams->pFileList->lstFiles.empty())
     return S_OK;
-
-  IConvertMSMS* pConvertRaw = nullptr;
-  if (FAILED(QueryOrNote(pSelf, IID_IConvertMSMS, kNoConvertInterface, &pConvertRaw)))
-    return E_NOINTERFACE;
-  ComPtr<IConvertMSMS> pConvert(pConvertRaw);
-  ICleanMSMS_Files* pCleanRaw = nullptr;
-  if (FAILED(QueryOrNote(pSelf, IID_ICleanMSMS_Files, kNoCleanInterface, &pCleanRaw)))
-    return E_NOINTERFACE;
-  ComPtr<ICleanMSMS_Files> pClean(pCleanRaw);
 
   RawOptions* pOptions = pParams->pRawOptions;
   if (pOptions == nullptr) {
@@ -55,7 +45,7 @@ HRESULT CleanRawFiles(IUnknown* pSelf, RunState&, CleanParams* pParams) {
   CleanFileList flAll;
   CleanFileList flMs2;
   CleanFileList flMs3;
-  flAll.nMode = flMs2.nMode = flMs3.nMode = 1;
+  flAll.nMode = flMs2.nMode = flMs3.nMode = InputKind::Mgf;
   CWnd* pWnd = pParams->hProgressWnd;
   std::int32_t n = 0;
   std::string strMgf;
@@ -65,17 +55,17 @@ HRESULT CleanRawFiles(IUnknown* pSelf, RunState&, CleanParams* pParams) {
     strMgf = pParams->strOutputFolder + PathBaseName(strRaw) + ".mgf";
     Send(pWnd, PM_RAW_BEGIN, static_cast<WPARAM>(n), 0);
 
-    const std::int32_t nOption = pOptions->nConvertOption;
+    const ConvertTarget nOption = pOptions->nConvertOption;
     StringList lstAll;
     StringList lstMs2;
     StringList lstMs3;
     HRESULT hr = S_OK;
-    if (nOption == kConvertToMgf) {
-      hr = pConvert->RawToMgf(strRaw, strMgf, pParams->pRawReader, pOptions,
-                              pParams->pCancelEvent, pWnd);
-    } else if (nOption == kConvertToDta) {
-      hr = pConvert->RawToDta(strRaw, pParams->strOutputFolder, pParams->pRawReader, pOptions,
-                              &lstAll, &lstMs2, &lstMs3, pParams->pCancelEvent, pWnd);
+    if (nOption == ConvertTarget::Mgf) {
+      hr = RawToMgf(strRaw, strMgf, pParams->pRawReader, pOptions, pParams->pCancelEvent, pWnd,
+                    run.dialect);
+    } else if (nOption == ConvertTarget::Dta) {
+      hr = RawToDta(strRaw, pParams->strOutputFolder, pParams->pRawReader, pOptions, &lstAll,
+                    &lstMs2, &lstMs3, pParams->pCancelEvent, pWnd, run.dialect);
     } else {
       ShowNote("Error! Bad convert option.");
       return E_UNEXPECTED;
@@ -91,7 +81,7 @@ HRESULT CleanRawFiles(IUnknown* pSelf, RunState&, CleanParams* pParams) {
     }
     ++n;
 
-    if (nOption == kConvertToMgf) {
+    if (nOption == ConvertTarget::Mgf) {
       if (!bSplit) {
         Announce(pWnd, strMgf, flAll, n);
       } else {
@@ -114,10 +104,10 @@ HRESULT CleanRawFiles(IUnknown* pSelf, RunState&, CleanParams* pParams) {
   // Second phase: clean what the first one made. Each driver call is a run
   // of its own; only the status of the last one counts.
   HRESULT hrCounts = S_OK;
-  if (pOptions->nConvertOption == kConvertToDta) {
-    flAll.nMode = 0;
+  if (pOptions->nConvertOption == ConvertTarget::Dta) {
+    flAll.nMode = InputKind::Dta;
     cpLocal.pFileList = &flAll;
-    hrCounts = pClean->CleanDtaFiles(&cpLocal);
+    hrCounts = CleanDtaFiles(&cpLocal, run);
     if (bSplit) {
       const std::string strFolder = pParams->strOutputFolder;
       CDiskObject disk;
@@ -132,15 +122,15 @@ HRESULT CleanRawFiles(IUnknown* pSelf, RunState&, CleanParams* pParams) {
           ShowPlain(Format("Error!\nCouldn't create directory %s.", strFolder.c_str()));
           return E_UNEXPECTED;
         }
-        pLists[i]->nMode = 0;
+        pLists[i]->nMode = InputKind::Dta;
         cpLocal.pFileList = pLists[i];
-        hrCounts = pClean->CleanDtaFiles(&cpLocal);
+        hrCounts = CleanDtaFiles(&cpLocal, run);
       }
     }
   } else {
     for (CleanFileList* pList : {&flAll, &flMs2, &flMs3}) {
       cpLocal.pFileList = pList;
-      hrCounts = pClean->CleanMgfFiles(&cpLocal);
+      hrCounts = CleanMgfFiles(&cpLocal, run);
     }
   }
 

@@ -26,7 +26,7 @@ void WriteLogHead(const CleanParams& params) {
   if (!params.bWriteLog) return;
   try {
     WriteLog(params, kLogTitle);
-    DumpCleanParams(params);
+    WriteLog(params, ParamsDump(params));
   } catch (...) {
     ShowError("Couldn't write to the Log File");
   }

@@ -3,33 +3,29 @@
 // peaks with a multi-notch filter.
 #pragma once
 
+#include <string>
 #include <vector>
 
-#include "frame/interfaces.h"
-#include "platform/text_file.h"
+#include "filtering/verdict.h"
 #include "spectrum/dta.h"
-#include "tonalith/itonalith.h"
 
 namespace orvane {
 
-// The run parameters the routines read.
+// The run parameters the routines read, and where their log lines go
+// (nullptr: no log).
 struct DeisotopeSettings {
   int nMaxPeriodicity = 0;
   int nMedianFilter = 0;
   double dDeisotopFilterWidth = 0.0;
   double dDeisotopThreshold = 0.0;
-  bool bWriteLog = false;
-  CStdioFile* pLogFile = nullptr;
+  std::string* pLog = nullptr;
 };
 
-// Results: 1 isotope peaks removed, 2 left alone, 4 bad spectrum, -1 a
-// reported failure, -2 references missing. vOutIntensity always ends with one
-// value per point of dtaWork.
-int DeisotopeStrict(ITonalith* pTonalith, IAnalyzeMSMS* pAnalyze,
-                    const DeisotopeSettings& settings, const Dta& dtaWork,
-                    std::vector<double>& vOutIntensity);
-int DeisotopeSoft(ITonalith* pTonalith, IAnalyzeMSMS* pAnalyze,
-                  const DeisotopeSettings& settings, const Dta& dtaWork,
-                  std::vector<double>& vOutIntensity);
+// Cleaned (isotope peaks removed), LeftAlone, Bad, or Failed after its box.
+// vOutIntensity always ends with one value per point of dtaWork.
+Verdict DeisotopeStrict(const DeisotopeSettings& settings, const Dta& dtaWork,
+                        std::vector<double>& vOutIntensity);
+Verdict DeisotopeSoft(const DeisotopeSettings& settings, const Dta& dtaWork,
+                      std::vector<double>& vOutIntensity);
 
 }  // namespace orvane

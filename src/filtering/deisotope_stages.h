@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "filtering/deisotope.h"
@@ -14,10 +16,6 @@ namespace orvane::filtering {
 // Which routine is asking: they differ in the order of two tests after the
 // median filter.
 enum class Routine { Strict, Soft };
-
-// BuildPeriodicitySpectrum's answer when the routine goes on; any other value
-// is the routine's result.
-constexpr int kStageComplete = 0;
 
 // Length of the first transform: the next power of two at or above nPeaks,
 // doubled (1 -> 2, 5 -> 16, 1024 -> 2048, 1025 -> 4096). 0 for a spectrum too
@@ -36,12 +34,26 @@ struct PeriodicitySpectrum {
 };
 
 // Fills vOutIntensity with the intensities of dtaWork (always, first), then
-// transforms the spectrum twice. Returns kStageComplete, or 2 (the median
-// filter gave nothing back), -1 (a step failed, box shown) or -2 (references
-// missing, box shown).
-int BuildPeriodicitySpectrum(ITonalith* pTonalith, IAnalyzeMSMS* pAnalyze, const Dta& dtaWork,
-                             int nMedianFilter, Routine routine,
-                             std::vector<double>& vOutIntensity, PeriodicitySpectrum& out);
+// transforms the spectrum twice. Answers nothing when the routine goes on,
+// else the routine's verdict: LeftAlone (the median filter gave nothing
+// back) or Failed (a step failed, box shown).
+std::optional<Verdict> BuildPeriodicitySpectrum(const Dta& dtaWork, int nMedianFilter,
+                                                Routine routine, std::vector<double>& vOutIntensity,
+                                                PeriodicitySpectrum& out);
+
+// What a routine makes of a periodicity spectrum: a comb to filter with
+// (Cleaned, with its harmonics and half spacing), or its verdict without
+// one (LeftAlone, Bad, or Failed after a box).
+struct CombChoice {
+  Verdict verdict = Verdict::LeftAlone;
+  double dHarmonics = 0.0;
+  int nHalfSpacing = 0;
+};
+// The strict routine stakes everything on the strongest period from 13 grid
+// steps up to nMaxPeriodicity; the soft one takes the period whose comb fits
+// best. Both may change spectrum.vPeriodicity.
+CombChoice ChooseStrict(PeriodicitySpectrum& spectrum, int nMaxPeriodicity);
+CombChoice ChooseSoft(PeriodicitySpectrum& spectrum, int nMaxPeriodicity);
 
 // The segment limits of one comb. Tooth segments are the pairs of
 // neighbouring vToothEdges with their expected maximum in vToothCentres; gap
@@ -111,9 +123,14 @@ void BuildNotchCorners(double dHarmonics, int nHalfSpacing, int nMedianLength,
 
 // Designs the Y-filter, runs the intensities through it and sets to 0.0 in
 // vOutIntensity every point that loses more than dDeisotopThreshold percent.
-// Returns 1, or -1 after its box / log line.
-int DeisotopeWithYFilter(ITonalith* pTonalith, const DeisotopeSettings& settings,
-                         double dHarmonics, int nHalfSpacing, int nMedianLength,
-                         const Dta& dtaWork, std::vector<double>& vOutIntensity);
+// Cleaned, or Failed after its box / log line.
+Verdict DeisotopeWithYFilter(const DeisotopeSettings& settings, double dHarmonics,
+                             int nHalfSpacing, int nMedianLength, const Dta& dtaWork,
+                             std::vector<double>& vOutIntensity);
+// Sets to 0.0 every point of vOutIntensity above 0 that loses more than
+// dThreshold percent of it in vFiltered (a negative output counts as
+// nothing left); answers how many it set.
+int RemoveLostPoints(double dThreshold, const std::vector<double>& vFiltered,
+                     std::vector<double>& vOutIntensity);
 
 }  // namespace orvane::filtering

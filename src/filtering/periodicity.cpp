@@ -8,6 +8,7 @@
 
 #include "filtering/deisotope_stages.h"
 #include "platform/reporter.h"
+#include "tonalith/dsp.h"
 
 namespace orvane::filtering {
 
@@ -21,46 +22,42 @@ int FftLength(std::uint32_t nPeaks) {
   return 1 << (c + 1);
 }
 
-int BuildPeriodicitySpectrum(ITonalith* pTonalith, IAnalyzeMSMS* pAnalyze, const Dta& dtaWork,
-                             int nMedianFilter, Routine routine,
-                             std::vector<double>& vOutIntensity, PeriodicitySpectrum& out) {
+std::optional<Verdict> BuildPeriodicitySpectrum(const Dta& dtaWork, int nMedianFilter,
+                                                Routine routine, std::vector<double>& vOutIntensity,
+                                                PeriodicitySpectrum& out) {
   // The caller's output holds the intensities on every way out, errors too.
-  const std::size_t nPoints = std::min<std::size_t>(dtaWork.nPeaks, dtaWork.vIntensity.size());
+  const std::size_t nPoints = dtaWork.GetPeakCount();
   vOutIntensity.assign(dtaWork.vIntensity.begin(),
                        dtaWork.vIntensity.begin() + static_cast<std::ptrdiff_t>(nPoints));
 
   out = PeriodicitySpectrum{};
-  if (pTonalith == nullptr || pAnalyze == nullptr) {
-    ShowError("Interfaces are not referenced.");
-    return -2;
-  }
   if (nPoints == 0) {
     ShowError("dtaWork empty");
-    return -1;
+    return Verdict::Failed;
   }
 
   const int nFftLength = FftLength(static_cast<std::uint32_t>(nPoints));
   if (nFftLength == 0) {
     ShowError("Error computing FFT!");
-    return -1;
+    return Verdict::Failed;
   }
   std::vector<double> vPadded(static_cast<std::size_t>(nFftLength), 0.0);
   std::copy(vOutIntensity.begin(), vOutIntensity.end(), vPadded.begin());
 
   std::vector<double> vSpectrum;
-  if (FAILED(pTonalith->Fft(vPadded, nFftLength, vSpectrum))) {
+  if (FAILED(tonalith::Transform(vPadded, nFftLength, vSpectrum))) {
     ShowError("Error computing FFT!");
-    return -1;
+    return Verdict::Failed;
   }
   std::vector<double>().swap(vPadded);
 
   std::vector<double> vPower;
   double dOverall = 0.0;
   const int nHalfLength = nFftLength / 2;
-  if (FAILED(pTonalith->PowerSpectrum(vSpectrum, vPower, &dOverall)) ||
+  if (FAILED(tonalith::Power(vSpectrum, vPower, &dOverall)) ||
       vPower.size() < static_cast<std::size_t>(nHalfLength)) {
     ShowError("Couldn't compute Power Spectrum!");
-    return -1;
+    return Verdict::Failed;
   }
   vPower.resize(static_cast<std::size_t>(nHalfLength));
 
@@ -71,29 +68,27 @@ int BuildPeriodicitySpectrum(ITonalith* pTonalith, IAnalyzeMSMS* pAnalyze, const
   }
 
   std::vector<double>& vMedian = out.vMedian;
-  double dIgnored = 0.0;
-  const HRESULT hrMedian =
-      pTonalith->MedianFilter(vPower, nHalfLength, nMedianFilter, vMedian, &dIgnored);
+  const HRESULT hrMedian = tonalith::RunningMedian(vPower, nHalfLength, nMedianFilter, vMedian);
   // The strict routine looks at the status first, the soft one at the length:
   // an empty answer with a failure status ends them differently.
   if (routine == Routine::Strict) {
     if (FAILED(hrMedian)) {
       ShowError("Median Filter failed!");
-      return -1;
+      return Verdict::Failed;
     }
-    if (vMedian.empty()) return 2;
+    if (vMedian.empty()) return Verdict::LeftAlone;
   } else {
-    if (vMedian.empty()) return 2;
+    if (vMedian.empty()) return Verdict::LeftAlone;
     if (FAILED(hrMedian)) {
       ShowError("Median Filter failed!");
-      return -1;
+      return Verdict::Failed;
     }
   }
   // The filter owes one value per input value; anything else is a failure of
   // the filter as well.
   if (vMedian.size() != static_cast<std::size_t>(nHalfLength)) {
     ShowError("Median Filter failed!");
-    return -1;
+    return Verdict::Failed;
   }
 
   vMedian.resize(static_cast<std::size_t>(2 * nHalfLength));
@@ -104,17 +99,17 @@ int BuildPeriodicitySpectrum(ITonalith* pTonalith, IAnalyzeMSMS* pAnalyze, const
   // Status deliberately not looked at: a failed transform leaves an empty
   // spectrum, which the power spectrum below and the routines' length checks
   // answer.
-  (void)pTonalith->Fft(vMedian, 2 * nHalfLength, vSpectrum);
+  (void)tonalith::Transform(vMedian, 2 * nHalfLength, vSpectrum);
   double dOverallIgnored = 0.0;
-  if (FAILED(pTonalith->PowerSpectrum(vSpectrum, out.vPeriodicity, &dOverallIgnored))) {
+  if (FAILED(tonalith::Power(vSpectrum, out.vPeriodicity, &dOverallIgnored))) {
     ShowError("Couldn't compute Power Spectrum!");
-    return -1;
+    return Verdict::Failed;
   }
 
   out.nFftLength = nFftLength;
   out.nHalfLength = nHalfLength;
   out.nMedianLength = nMedianLength;
-  return kStageComplete;
+  return std::nullopt;
 }
 
 }  // namespace orvane::filtering

@@ -8,7 +8,7 @@
 #include "filtering/deisotope_stages.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
-#include "platform/text_file.h"
+#include "tonalith/dsp.h"
 
 namespace orvane::filtering {
 
@@ -20,10 +20,6 @@ void AppendCorner(std::vector<double>& vFreq, std::vector<int>& vGain, double dF
   if (!vFreq.empty() && dFreq < vFreq.back() && vFreq.back() - dFreq < 1e-9) dFreq = vFreq.back();
   vFreq.push_back(dFreq);
   vGain.push_back(nGain);
-}
-
-void WriteLog(const DeisotopeSettings& settings, const std::string& text) {
-  if (settings.bWriteLog && settings.pLogFile != nullptr) settings.pLogFile->WriteString(text);
 }
 
 }  // namespace
@@ -55,9 +51,26 @@ void BuildNotchCorners(double dHarmonics, int nHalfSpacing, int nMedianLength,
   }
 }
 
-int DeisotopeWithYFilter(ITonalith* pTonalith, const DeisotopeSettings& settings,
-                         double dHarmonics, int nHalfSpacing, int nMedianLength,
-                         const Dta& dtaWork, std::vector<double>& vOutIntensity) {
+int RemoveLostPoints(double dThreshold, const std::vector<double>& vFiltered,
+                     std::vector<double>& vOutIntensity) {
+  int nRemoved = 0;
+  const std::size_t nPoints = std::min(vOutIntensity.size(), vFiltered.size());
+  for (std::size_t i = 0; i < nPoints; ++i) {
+    const double x = vOutIntensity[i];
+    if (!(x > 0.0)) continue;
+    // A negative filter output counts as nothing left.
+    const double y = vFiltered[i] > 0.0 ? vFiltered[i] : 0.0;
+    if ((x - y) * 100.0 / x > dThreshold) {
+      vOutIntensity[i] = 0.0;
+      ++nRemoved;
+    }
+  }
+  return nRemoved;
+}
+
+Verdict DeisotopeWithYFilter(const DeisotopeSettings& settings, double dHarmonics,
+                             int nHalfSpacing, int nMedianLength, const Dta& dtaWork,
+                             std::vector<double>& vOutIntensity) {
   std::vector<double> vFilterFreq;
   std::vector<int> vFilterGain;
   BuildNotchCorners(dHarmonics, nHalfSpacing, nMedianLength, settings.dDeisotopFilterWidth,
@@ -65,36 +78,25 @@ int DeisotopeWithYFilter(ITonalith* pTonalith, const DeisotopeSettings& settings
 
   std::vector<double> vFilterB;
   std::vector<double> vFilterA;
-  if (FAILED(pTonalith->CreateYFilter(static_cast<int>(vFilterFreq.size()), vFilterFreq,
-                                      vFilterGain, vFilterB, vFilterA))) {
-    if (settings.bWriteLog)
-      WriteLog(settings, "\n\t++++ ERROR +++++\n\tCouldn't create Y-filter !\n");
+  if (FAILED(tonalith::DesignYFilter(static_cast<int>(vFilterFreq.size()), vFilterFreq, vFilterGain,
+                                     vFilterB, vFilterA))) {
+    if (settings.pLog != nullptr)
+      *settings.pLog += "\n\t++++ ERROR +++++\n\tCouldn't create Y-filter !\n";
     else
       ShowError("Couldn't create Y-filter !\n" + dtaWork.strPath);
-    return -1;
+    return Verdict::Failed;
   }
 
   std::vector<double> vFiltered;
-  const std::size_t nPoints = vOutIntensity.size();
-  if (FAILED(pTonalith->ApplyFilter(vFilterB, vFilterA, dtaWork.vIntensity, 0, vFiltered)) ||
-      vFiltered.size() < nPoints) {
+  if (FAILED(tonalith::FilterDirect(vFilterB, vFilterA, dtaWork.vIntensity, vFiltered)) ||
+      vFiltered.size() < vOutIntensity.size()) {
     ShowError("Error deisotoping spectra");
-    return -1;
+    return Verdict::Failed;
   }
-
-  int nRemoved = 0;
-  for (std::size_t i = 0; i < nPoints; ++i) {
-    const double x = vOutIntensity[i];
-    if (!(x > 0.0)) continue;
-    // A negative filter output counts as nothing left.
-    const double y = vFiltered[i] > 0.0 ? vFiltered[i] : 0.0;
-    if ((x - y) * 100.0 / x > settings.dDeisotopThreshold) {
-      vOutIntensity[i] = 0.0;
-      ++nRemoved;
-    }
-  }
-  WriteLog(settings, Format("\t-Deisotoping algorithm removed %d peaks.\n", nRemoved));
-  return 1;
+  const int nRemoved = RemoveLostPoints(settings.dDeisotopThreshold, vFiltered, vOutIntensity);
+  if (settings.pLog != nullptr)
+    *settings.pLog += Format("\t-Deisotoping algorithm removed %d peaks.\n", nRemoved);
+  return Verdict::Cleaned;
 }
 
 }  // namespace orvane::filtering

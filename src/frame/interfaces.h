@@ -15,6 +15,7 @@
 #include "platform/guid.h"
 #include "platform/hresult.h"
 #include "platform/unknown.h"
+#include "raw/conversions.h"
 #include "spectrum/dialect.h"
 
 namespace orvane {
@@ -31,7 +32,6 @@ struct ClusterRef;
 struct DeconvolutedPeak;
 using ClusterList = std::vector<ClusterRef>;
 using DeconvolutedPeakList = std::vector<DeconvolutedPeak>;
-using StringList = std::list<std::string>;
 
 // Class and interfaces.
 inline const CLSID CLSID_Orvane = GUID::FromString("{97229A5C-2B05-419F-B18B-8EE7B780C371}");
@@ -156,25 +156,5 @@ class IMgfDialect : public IUnknown {
   ~IMgfDialect() = default;
 };
 
-// The note-box texts of a failed QueryInterface, with the status in hex.
-inline constexpr const char* kNoImportInterface = "Couldn't obtain ImportMSMS interface. \nHRESULT = 0x%x";
-inline constexpr const char* kNoExportInterface = "Couldn't obtain ExportMSMS interface. \nHRESULT = 0x%x";
-inline constexpr const char* kNoConvertInterface = "Couldn't obtain ConvertMSMS interface. \nHRESULT = 0x%x";
-inline constexpr const char* kNoCleanInterface = "Couldn't obtain CleanMSMS interface. \nHRESULT = 0x%x";
-inline constexpr const char* kNoEditInterface = "Couldn't obtain EditMSMS interface. \nHRESULT = 0x%x";
-inline constexpr const char* kNoAnalyzeInterface = "Couldn't obtain AnalyzeMSMS interface. \nHRESULT = 0x%x";
-
-// QueryInterface on pSelf for T; on failure shows the note box made from
-// noteFormat with the status and returns the status. *ppOut holds one
-// reference on success.
-template <class T>
-HRESULT QueryOrNote(IUnknown* pSelf, REFIID iid, const char* noteFormat, T** ppOut);
-// The same into a ComPtr, which then releases the interface.
-template <class T>
-HRESULT QueryOrNote(IUnknown* pSelf, REFIID iid, const char* noteFormat, ComPtr<T>& out) {
-  return QueryOrNote(pSelf, iid, noteFormat, out.Put());
-}
-
 }  // namespace orvane
 
-#include "frame/interfaces_inl.h"

@@ -4,13 +4,56 @@
 
 #include "analysis/analysis.h"
 #include "cleaning/drivers.h"
+#include "platform/class_registry.h"
+#include "platform/format.h"
+#include "platform/reporter.h"
+#include "platform/text_file.h"
 #include "raw/conversions.h"
 #include "spectrum/dta_file.h"
 #include "spectrum/mgf_file.h"
+#include "tonalith/itonalith.h"
 
 namespace orvane {
 namespace {
+
 std::atomic<long> g_objects{0};
+
+constexpr const char* kNoTonalithComponent = "Couldn't create the Tonalith component. \nHRESULT = 0x%x";
+constexpr const char* kNoTonalithInterface = "Couldn't obtain ITonalith interface. \nHRESULT = 0x%x";
+
+// A cleaning run of the object opens with the signal-processing component
+// made by its name, as the component's hosts know it: where the name leads
+// nowhere, the run fails with the note. The stages themselves call the
+// algorithms behind it directly.
+HRESULT OpenSignalComponent() {
+  CLSID clsid{};
+  // The lookup's own status doesn't matter: an unknown name leaves a class
+  // nobody registered, and the creation reports that.
+  CLSIDFromProgID(kTonalithProgId, &clsid);
+  ComPtr<IUnknown> pUnknown;
+  HRESULT hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, pUnknown.Out());
+  if (FAILED(hr) || pUnknown.Get() == nullptr) {
+    ShowNote(Format(kNoTonalithComponent, static_cast<unsigned>(SUCCEEDED(hr) ? E_POINTER : hr)));
+    return E_UNEXPECTED;
+  }
+  ComPtr<ITonalith> pTonalith;
+  hr = pUnknown->QueryInterface(IID_ITonalith, pTonalith.Out());
+  if (FAILED(hr) || pTonalith.Get() == nullptr) {
+    ShowNote(Format(kNoTonalithInterface, static_cast<unsigned>(SUCCEEDED(hr) ? E_NOINTERFACE : hr)));
+    return E_NOINTERFACE;
+  }
+  return S_OK;
+}
+
+// A run of the object: on the host's thread, in the object's dialect.
+RunOptions HostRun(MgfDialect dialect) {
+  RunOptions run;
+  run.dialect = dialect;
+  run.nJobs = 1;
+  run.openRun = OpenSignalComponent;
+  return run;
+}
+
 }  // namespace
 
 long COrvane::ObjectCount() { return g_objects.load(); }
@@ -83,24 +126,24 @@ HRESULT COrvane::XImportMSMS::ImportMgf(CStdioFile* pFile, Dta* pDta) {
 HRESULT COrvane::XConvertMSMS::RawToMgf(std::string strRawFile, std::string strMgfFile,
                                         IRawReader* pReader, RawOptions* pOptions,
                                         CEvent* pCancelEvent, CWnd* pProgressWnd) {
-  return orvane::RawToMgf(this, strRawFile, strMgfFile, pReader, pOptions, pCancelEvent,
-                          pProgressWnd);
+  return orvane::RawToMgf(strRawFile, strMgfFile, pReader, pOptions, pCancelEvent, pProgressWnd,
+                          m_pThis->m_dialect);
 }
 HRESULT COrvane::XConvertMSMS::RawToDta(std::string strRawFile, std::string strOutputFolder,
                                         IRawReader* pReader, RawOptions* pOptions,
                                         StringList* pAllFiles, StringList* pMs2Files,
                                         StringList* pMs3Files, CEvent* pCancelEvent,
                                         CWnd* pProgressWnd) {
-  return orvane::RawToDta(this, strRawFile, strOutputFolder, pReader, pOptions, pAllFiles,
-                          pMs2Files, pMs3Files, pCancelEvent, pProgressWnd);
+  return orvane::RawToDta(strRawFile, strOutputFolder, pReader, pOptions, pAllFiles, pMs2Files,
+                          pMs3Files, pCancelEvent, pProgressWnd, m_pThis->m_dialect);
 }
 HRESULT COrvane::XConvertMSMS::DtaFolderToMgf(StringList* pFiles, std::string strOutputFolder,
                                               std::int32_t, CWnd* pProgressWnd) {
-  return orvane::DtaFolderToMgf(this, pFiles, strOutputFolder, pProgressWnd);
+  return orvane::DtaFolderToMgf(pFiles, strOutputFolder, pProgressWnd, m_pThis->m_dialect);
 }
 HRESULT COrvane::XConvertMSMS::MgfToDta(std::string strMgfFile, std::string strOutputFolder,
                                         std::int32_t, CWnd* pProgressWnd) {
-  return orvane::MgfToDta(this, strMgfFile, strOutputFolder, pProgressWnd);
+  return orvane::MgfToDta(strMgfFile, strOutputFolder, pProgressWnd, m_pThis->m_dialect);
 }
 HRESULT COrvane::XConvertMSMS::GetVersion(long* pnVersion) {
   *pnVersion = kOrvaneVersion;
@@ -132,21 +175,26 @@ HRESULT COrvane::XEditMSMS::MergePeaks(Dta* pDta, double dSpacing) {
 HRESULT COrvane::XEditMSMS::Deconvolute(Dta* pDense, ClusterList* pClusters,
                                         IsotopeTemplates* pTemplates, bool bWriteLog,
                                         CStdioFile* pLogFile, DeconvolutedPeakList* pPeaks) {
-  return orvane::Deconvolute(pDense, pClusters, pTemplates, bWriteLog, pLogFile, pPeaks);
+  // The lines go to the host's log as the operation writes them.
+  std::string log;
+  const HRESULT hr = orvane::Deconvolute(pDense, pClusters, pTemplates,
+                                         bWriteLog && pLogFile != nullptr ? &log : nullptr, pPeaks);
+  if (!log.empty()) pLogFile->WriteString(log);
+  return hr;
 }
 
 // ICleanMSMS_Files
 HRESULT COrvane::XCleanMSMS_Files::CleanFiles(CleanParams* pParams) {
-  return orvane::CleanFiles(this, m_pThis->m_run, pParams);
+  return orvane::CleanFiles(pParams, HostRun(m_pThis->m_dialect));
 }
 HRESULT COrvane::XCleanMSMS_Files::CleanDtaFiles(CleanParams* pParams) {
-  return orvane::CleanDtaFiles(this, m_pThis->m_run, pParams);
+  return orvane::CleanDtaFiles(pParams, HostRun(m_pThis->m_dialect));
 }
 HRESULT COrvane::XCleanMSMS_Files::CleanMgfFiles(CleanParams* pParams) {
-  return orvane::CleanMgfFiles(this, m_pThis->m_run, pParams);
+  return orvane::CleanMgfFiles(pParams, HostRun(m_pThis->m_dialect));
 }
 HRESULT COrvane::XCleanMSMS_Files::CleanRawFiles(CleanParams* pParams) {
-  return orvane::CleanRawFiles(this, m_pThis->m_run, pParams);
+  return orvane::CleanRawFiles(pParams, HostRun(m_pThis->m_dialect));
 }
 
 // IAnalyzeMSMS
@@ -164,7 +212,6 @@ HRESULT COrvane::XAnalyzeMSMS::CheckSequenceTags(Dta* pDta, int nTagLength, doub
 HRESULT COrvane::XMgfDialect::SetMgfDialect(MgfDialect dialect) {
   if (dialect != MgfDialect::Classic && dialect != MgfDialect::Modern) return E_INVALIDARG;
   m_pThis->m_dialect = dialect;
-  m_pThis->m_run.dialect = dialect;
   return S_OK;
 }
 HRESULT COrvane::XMgfDialect::GetMgfDialect(MgfDialect* pDialect) {

@@ -1,12 +1,11 @@
 // The engine object: one reference count, one interface table, and the
-// operations of the seven interfaces, each forwarded to the subsystem that
-// does the work.
+// operations of the seven interfaces, each forwarded to the function of the
+// subsystem that does the work, with the object's dialect.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
-#include "cleaning/run_state.h"
 #include "frame/interfaces.h"
 
 namespace orvane {
@@ -131,8 +130,6 @@ class COrvane {
   XCleanMSMS_Files m_xCleanMSMS_Files;
   XAnalyzeMSMS m_xAnalyzeMSMS;
   XMgfDialect m_xMgfDialect;
-  // What a cleaning run holds in the object while it runs.
-  RunState m_run;
   MgfDialect m_dialect = MgfDialect::Classic;
 };
 

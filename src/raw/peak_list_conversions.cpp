@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
-#include "frame/interfaces.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
 #include "platform/text_file.h"
 #include "raw/conversions.h"
 #include "spectrum/dta.h"
+#include "spectrum/dta_file.h"
 #include "spectrum/file_path.h"
 #include "spectrum/mgf_file.h"
 
@@ -55,17 +55,6 @@ bool RefuseInputAsOutput(const std::string& output, const std::string& input) {
   ShowPlain(Format("Can't write %s: it is an input of this run and is never written.",
                    output.c_str()));
   return true;
-}
-
-MgfDialect DialectOf(IUnknown* pSelf) {
-  MgfDialect dialect = MgfDialect::Classic;
-  IMgfDialect* pDialect = nullptr;
-  if (SUCCEEDED(pSelf->QueryInterface(IID_IMgfDialect, reinterpret_cast<void**>(&pDialect))) &&
-      pDialect != nullptr) {
-    if (FAILED(pDialect->GetMgfDialect(&dialect))) dialect = MgfDialect::Classic;
-    pDialect->Release();
-  }
-  return dialect;
 }
 
 // A classic title is taken as the file name as it stands, but it must not
@@ -135,20 +124,11 @@ class SafeNames {
 
 }  // namespace
 
-HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& strOutputFolder,
-                       CWnd* pProgressWnd) {
+HRESULT DtaFolderToMgf(StringList* pFiles, const std::string& strOutputFolder, CWnd* pProgressWnd,
+                       MgfDialect dialect) {
   if (pFiles == nullptr || pFiles->empty()) return S_FALSE;
   NullWindow noWindow;
   CWnd* pWnd = pProgressWnd != nullptr ? pProgressWnd : &noWindow;
-
-  ComPtr<IImportMSMS> pImport;
-  if (FAILED(QueryOrNote(pSelf, IID_IImportMSMS, kNoImportInterface,
-                         pImport)))
-    return E_NOINTERFACE;
-  ComPtr<IExportMSMS> pExport;
-  if (FAILED(QueryOrNote(pSelf, IID_IExportMSMS, kNoExportInterface,
-                         pExport)))
-    return E_NOINTERFACE;
 
   // run1.100.100.2.dta gives run1.mgf; a title without a dot an empty name,
   // so the file is ".mgf". The modern dialect names it after the whole title
@@ -156,7 +136,6 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
   const std::string title = FilePath(pFiles->front()).GetFileTitle();
   const std::size_t dot = title.find('.');
   std::string name = dot == std::string::npos ? std::string() : title.substr(0, dot);
-  const MgfDialect dialect = DialectOf(pSelf);
   if (dot == std::string::npos && dialect == MgfDialect::Modern) name = title;
   const std::string outputPath = strOutputFolder + name + ".mgf";
   for (const std::string& input : *pFiles)
@@ -181,11 +160,11 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
       pWnd->Send(PM_STEP_BEGIN, TextWParam(path.c_str()), 0);
       // A file that can't be read, or that the modern dialect refuses, has
       // shown its box in ImportDta.
-      hr = pImport->ImportDta(path.c_str(), &dta);
+      hr = ImportDta(path.c_str(), &dta, dialect);
       if (FAILED(hr) && SUCCEEDED(firstFailure)) firstFailure = hr;
       if (hr == S_OK) {
         DtaMhToMz(&dta, dialect);
-        pExport->ExportMgf(&output, &dta, 2, std::string());
+        ExportMgf(&output, &dta, std::string(), dialect);
       }
       pWnd->Send(PM_STEP_DONE, ++done, 0);
     }
@@ -202,20 +181,11 @@ HRESULT DtaFolderToMgf(IUnknown* pSelf, StringList* pFiles, const std::string& s
   return hr;
 }
 
-HRESULT MgfToDta(IUnknown* pSelf, const std::string& strMgfFile, const std::string& strOutputFolder,
-                 CWnd* pProgressWnd) {
+HRESULT MgfToDta(const std::string& strMgfFile, const std::string& strOutputFolder,
+                 CWnd* pProgressWnd, MgfDialect dialect) {
   NullWindow noWindow;
   CWnd* pWnd = pProgressWnd != nullptr ? pProgressWnd : &noWindow;
 
-  ComPtr<IImportMSMS> pImport;
-  if (FAILED(QueryOrNote(pSelf, IID_IImportMSMS, kNoImportInterface,
-                         pImport)))
-    return E_NOINTERFACE;
-  ComPtr<IExportMSMS> pExport;
-  if (FAILED(QueryOrNote(pSelf, IID_IExportMSMS, kNoExportInterface,
-                         pExport)))
-    return E_NOINTERFACE;
-  const MgfDialect dialect = DialectOf(pSelf);
   const bool modern = dialect == MgfDialect::Modern;
 
   CStdioFile input;
@@ -236,7 +206,7 @@ HRESULT MgfToDta(IUnknown* pSelf, const std::string& strMgfFile, const std::stri
   auto write = [&](const std::string& name, Dta& spectrum) {
     const std::string path = strOutputFolder + name;
     // A failed write has shown its box; the next spectrum goes on.
-    if (!RefuseInputAsOutput(path, strMgfFile)) pExport->ExportDta(path.c_str(), &spectrum, 2);
+    if (!RefuseInputAsOutput(path, strMgfFile)) ExportDta(path.c_str(), &spectrum, dialect);
   };
   do {
     dta.Clear();

@@ -9,13 +9,14 @@
 #include "raw/scan_access.h"
 #include "raw/scan_walk.h"
 #include "spectrum/disk_object.h"
+#include "spectrum/dta_file.h"
 
 namespace orvane {
 
-HRESULT RawToDta(IUnknown* pSelf, const std::string& strRawFile,
-                 const std::string& strOutputFolder, IRawReader* pReader, RawOptions* pOptions,
-                 StringList* pAllFiles, StringList* pMs2Files, StringList* pMs3Files,
-                 CEvent* pCancelEvent, CWnd* pProgressWnd) {
+HRESULT RawToDta(const std::string& strRawFile, const std::string& strOutputFolder,
+                 IRawReader* pReader, RawOptions* pOptions, StringList* pAllFiles,
+                 StringList* pMs2Files, StringList* pMs3Files, CEvent* pCancelEvent,
+                 CWnd* pProgressWnd, MgfDialect dialect) {
   for (StringList* pList : {pAllFiles, pMs2Files, pMs3Files})
     if (pList != nullptr) pList->clear();
 
@@ -23,11 +24,6 @@ HRESULT RawToDta(IUnknown* pSelf, const std::string& strRawFile,
     ShowError(Format("Raw2Mgf Params not present. \nHRESULT = 0x%x", 0u));
     return E_UNEXPECTED;
   }
-  IExportMSMS* pExportRaw = nullptr;
-  if (FAILED(QueryOrNote(pSelf, IID_IExportMSMS, kNoExportInterface, &pExportRaw)))
-    return E_NOINTERFACE;
-  ComPtr<IExportMSMS> pExport(pExportRaw);
-
   const bool bSplit = pOptions->bSplitMsLevels;
   const std::string strAllFolder = Format("%sdta_converted/", strOutputFolder.c_str());
   const std::string strMs2Folder = Format("%sdta_converted_ms2/", strOutputFolder.c_str());
@@ -73,7 +69,7 @@ HRESULT RawToDta(IUnknown* pSelf, const std::string& strRawFile,
     const std::string strPath = Format(pszPathFormat, strOutputFolder.c_str(), strName.c_str());
 #pragma GCC diagnostic pop
     pDta->strTitle = strName;
-    const HRESULT hr = pExport->ExportDta(strPath.c_str(), pDta, pOptions->nExportOption);
+    const HRESULT hr = ExportDta(strPath.c_str(), pDta, dialect);
     if (pList != nullptr) pList->push_back(strPath);
     if (FAILED(hr)) {
       ShowNote(Format("Error exporting %s file. \nHRESULT = 0x%x", strName.c_str(),

@@ -9,6 +9,7 @@
 #include "raw/scan_access.h"
 #include "raw/scan_walk.h"
 #include "spectrum/file_path.h"
+#include "spectrum/mgf_file.h"
 
 namespace orvane {
 namespace {
@@ -32,18 +33,12 @@ bool OpenOutput(CStdioFile& file, const std::string& strPath, const std::string&
 
 }  // namespace
 
-HRESULT RawToMgf(IUnknown* pSelf, const std::string& strRawFile, const std::string& strMgfFile,
-                 IRawReader* pReader, RawOptions* pOptions, CEvent* pCancelEvent,
-                 CWnd* pProgressWnd) {
+HRESULT RawToMgf(const std::string& strRawFile, const std::string& strMgfFile, IRawReader* pReader,
+                 RawOptions* pOptions, CEvent* pCancelEvent, CWnd* pProgressWnd, MgfDialect dialect) {
   if (pOptions == nullptr) {
     ShowError(Format("Raw2Mgf Params not present. \nHRESULT = 0x%x", 0u));
     return E_UNEXPECTED;
   }
-  IExportMSMS* pExportRaw = nullptr;
-  if (FAILED(QueryOrNote(pSelf, IID_IExportMSMS, kNoExportInterface, &pExportRaw)))
-    return E_NOINTERFACE;
-  ComPtr<IExportMSMS> pExport(pExportRaw);
-
   const bool bSplit = pOptions->bSplitMsLevels;
   CStdioFile fileAll;
   CStdioFile fileMs2;
@@ -75,11 +70,7 @@ HRESULT RawToMgf(IUnknown* pSelf, const std::string& strRawFile, const std::stri
       else
         return S_OK;
     }
-    const HRESULT hr = pExport->ExportMgf(pFile, pDta, pOptions->nExportOption, std::string());
-    if (FAILED(hr)) {
-      ShowNote(Format("Error exporting into MGF file. \nHRESULT = 0x%x", static_cast<unsigned>(hr)));
-      return E_UNEXPECTED;
-    }
+    ExportMgf(pFile, pDta, std::string(), dialect);
     return S_OK;
   };
 

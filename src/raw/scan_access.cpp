@@ -150,10 +150,10 @@ int ReadMassList(IRawReader* pReader, int nScan, const RawOptions* pOptions, dou
 
   ScanHeader header;
   pReader->GetScanHeader(nScan, &header);
-  const int nMode = pOptions ? pOptions->nThresholdMode : 0;
-  if (nMode == 1) {
+  const ThresholdMode mode = pOptions ? pOptions->nThresholdMode : ThresholdMode::None;
+  if (mode == ThresholdMode::Fixed) {
     if (static_cast<double>(pOptions->nIntensityThreshold) > header.dTotalIntensity) return 0;
-  } else if (nMode == 2) {
+  } else if (mode == ThresholdMode::BasePeak) {
     if (dMaxBasePeak > header.dTotalIntensity) return 0;
   }
 

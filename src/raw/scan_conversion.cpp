@@ -49,7 +49,7 @@ class ScanWalker {
     const std::size_t n = source_.Count();
     summary_.nScans = n;
     SendIfWindow(job_.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(n), TextParam(job_.strInput.c_str()));
-    if (o.nThresholdMode == 2) dMaxBasePeak_ = MaxBasePeak();
+    if (o.nThresholdMode == ThresholdMode::BasePeak) dMaxBasePeak_ = MaxBasePeak();
     ScanRecord record;
     Dta dta;
     for (std::size_t i = 0; i < n; ++i) {
@@ -103,8 +103,9 @@ class ScanWalker {
       total = 0.0;
       for (double v : r.vIntensity) total += v;
     }
-    const bool rejected = (o.nThresholdMode == 1 && static_cast<double>(o.nIntensityThreshold) > total) ||
-                          (o.nThresholdMode == 2 && dMaxBasePeak_ > total);
+    const bool rejected =
+        (o.nThresholdMode == ThresholdMode::Fixed && static_cast<double>(o.nIntensityThreshold) > total) ||
+        (o.nThresholdMode == ThresholdMode::BasePeak && dMaxBasePeak_ > total);
     const std::size_t nPeaks = rejected ? 0 : r.vMz.size();
     if (nPeaks == 0 || nPeaks < static_cast<std::size_t>(std::max(0, o.nMinPeaks))) {
       ++summary_.nNoPeaks;
@@ -113,7 +114,6 @@ class ScanWalker {
     dta.Clear();
     dta.vMass.assign(r.vMz.begin(), r.vMz.end());
     dta.vIntensity.assign(r.vIntensity.begin(), r.vIntensity.end());
-    dta.nPeaks = static_cast<std::uint32_t>(nPeaks);
     const double mz = r.precursor.dMz;
     std::vector<int> stated = r.precursor.vCharges;
     if (stated.empty()) {

@@ -20,6 +20,9 @@ enum class MgfDialect : std::int32_t { Classic = 0, Modern = 1 };
 inline constexpr double kClassicProton = 1.00794;
 // The mass of a proton.
 inline constexpr double kProtonMass = 1.007276;
+// The classic deconvolution and cluster search count every charge as one
+// mass unit: z * (m - 1) + 1.
+inline constexpr double kClassicChargeMass = 1.0;
 
 inline double ProtonOf(MgfDialect dialect) {
   return dialect == MgfDialect::Modern ? kProtonMass : kClassicProton;

@@ -15,7 +15,6 @@ Dta& Dta::operator=(const Dta& other) {
   if (this == &other) return *this;
   dMass = other.dMass;
   nCharge = other.nCharge;
-  nPeaks = other.nPeaks;
   strPath = other.strPath;
   strTitle = other.strTitle;
   vMass.clear();
@@ -32,7 +31,6 @@ Dta& Dta::operator=(const Dta& other) {
 void Dta::Clear() {
   dMass = 0.0;
   nCharge = 0;
-  nPeaks = 0;
   strPath.clear();
   strTitle.clear();
   vMass.clear();
@@ -46,14 +44,12 @@ void Dta::Clear() {
 void Dta::ClearPeaks() {
   vMass.clear();
   vIntensity.clear();
-  nPeaks = 0;
   strPeakLines.clear();
 }
 
 void Dta::AddPeak(double dMassIn, double dIntensity) {
   vMass.push_back(dMassIn);
   vIntensity.push_back(dIntensity);
-  ++nPeaks;
 }
 
 void Dta::SetEquidistant(bool bFlag, double dStep) {
@@ -75,7 +71,7 @@ std::int64_t TruncInt32(double dValue) {
 }  // namespace
 
 bool Dta::HasPeakNear(double dMassIn, double dTolerance) const {
-  const std::size_t n = std::min<std::size_t>({nPeaks, vMass.size(), vIntensity.size()});
+  const std::size_t n = GetPeakCount();
   if (n == 0 || std::isnan(dMassIn) || std::isnan(dTolerance)) return false;
   if (!bEquidistant) {
     // Any mass within the tolerance, the bound included.
@@ -98,7 +94,7 @@ bool Dta::HasPeakNear(double dMassIn, double dTolerance) const {
 }
 
 int Dta::BlankCluster(double dMassIn, int nColumns, int nSamplingIn) {
-  const std::int64_t n = std::min<std::size_t>({nPeaks, vMass.size(), vIntensity.size()});
+  const std::int64_t n = GetPeakCount();
   if (n == 0) return 0;
   const double s = nSamplingIn;
   // The grid index of dMassIn, counted from the first point; the spectrum's
@@ -134,7 +130,7 @@ bool IsUsablePeak(double dMz, double dIntensity) {
 bool IsUsablePrecursorMz(double dMz) { return std::isfinite(dMz) && dMz > 0.0 && dMz <= kMaxUsableMz; }
 
 bool SortPeaksByMz(Dta* pDta) {
-  const std::size_t n = std::min<std::size_t>({pDta->nPeaks, pDta->vMass.size(), pDta->vIntensity.size()});
+  const std::size_t n = pDta->GetPeakCount();
   const std::vector<double>& mass = pDta->vMass;
   if (std::is_sorted(mass.begin(), mass.begin() + static_cast<std::ptrdiff_t>(n))) return false;
   std::vector<std::size_t> order(n);
@@ -163,7 +159,6 @@ bool SortPeaksByMz(Dta* pDta) {
   }
   pDta->vMass = std::move(sortedMass);
   pDta->vIntensity = std::move(sortedIntensity);
-  pDta->nPeaks = static_cast<std::uint32_t>(n);
   if (!pDta->strPeakLines.empty()) pDta->strPeakLines = std::move(sortedText);
   return true;
 }

@@ -2,7 +2,9 @@
 //
 // A plain holder of two parallel peak vectors and a few header values. It
 // does not sort, de-duplicate or check masses; the order of the peaks is the
-// order of insertion. Assignment and Clear() deliberately leave the grid
+// order of insertion. The vectors are the peak list: its count is theirs (the
+// shorter one's, should a host have filled them unevenly), so no separate
+// number can disagree with them. Assignment and Clear() deliberately leave the grid
 // fields (bEquidistant, nSampling) and the charge sign alone, so a driver that
 // reuses one record keeps them from one resampling to the next.
 #pragma once
@@ -27,10 +29,12 @@ class Dta {
   void ClearPeaks();
   void AddPeak(double dMass, double dIntensity);
 
-  std::uint32_t GetPeakCount() const { return nPeaks; }
+  std::uint32_t GetPeakCount() const {
+    return static_cast<std::uint32_t>(vMass.size() < vIntensity.size() ? vMass.size() : vIntensity.size());
+  }
   // -1.0 for an index at or past the peak count.
-  double GetMass(unsigned i) const { return i < nPeaks ? vMass[i] : -1.0; }
-  double GetIntensity(unsigned i) const { return i < nPeaks ? vIntensity[i] : -1.0; }
+  double GetMass(unsigned i) const { return i < GetPeakCount() ? vMass[i] : -1.0; }
+  double GetIntensity(unsigned i) const { return i < GetPeakCount() ? vIntensity[i] : -1.0; }
   // The index is the caller's to respect; out of range throws std::out_of_range.
   void SetIntensity(unsigned i, double dValue) { vIntensity.at(i) = dValue; }
 
@@ -72,7 +76,6 @@ class Dta {
   std::vector<double> vIntensity;
   bool bEquidistant = false;
   std::int32_t nSampling = 0;
-  std::uint32_t nPeaks = 0;
   char cChargeSign = '+';
   // Extension for the modern MGF dialect: header lines of the block other than
   // TITLE, CHARGE and PEPMASS ("RTINSECONDS=..."), in order, and the precursor

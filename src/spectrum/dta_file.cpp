@@ -155,7 +155,7 @@ HRESULT ExportDta(const char* pszPath, const Dta* pDta, MgfDialect dialect) {
     return E_UNEXPECTED;
   }
   std::string text;
-  text.reserve(32 + 24 * static_cast<std::size_t>(pDta->nPeaks));
+  text.reserve(32 + 24 * static_cast<std::size_t>(pDta->GetPeakCount()));
   const unsigned n = pDta->GetPeakCount();
   if (dialect == MgfDialect::Modern) {
     AppendExactDecimal(text, pDta->dMass, kPrecursorDecimals);

@@ -71,6 +71,9 @@ HRESULT DesignButterworthBandStop(int order, double f1, double f2, std::vector<B
 // initial state); one output per input.
 void FilterSections(const std::vector<Biquad>& sections, const std::vector<double>& vX,
                     std::vector<double>& vY);
+// The noise stage's filter: the band-stop of selector nSelector over vX.
+// E_INVALIDARG (vY untouched) for a selector outside 0 ... 4.
+HRESULT BandStopFilter(int nSelector, const std::vector<double>& vX, std::vector<double>& vY);
 
 // ---- Polynomials (coefficients in powers of z^-1: a[0] + a[1] z^-1 + ...) --
 
@@ -98,5 +101,10 @@ inline constexpr int kMaxYFilterOrder = 512;
 HRESULT DesignYuleWalker(int nOrder, const std::vector<double>& vFreq,
                          const std::vector<double>& vGain, std::vector<double>& vB,
                          std::vector<double>& vA, bool* pReflected = nullptr);
+// The de-isotoping's design: nPoints corners (vFreq[i], vGain[i] of 0 or 1),
+// and nPoints is the order as well. E_INVALIDARG unless nPoints is at least 2
+// and both lists hold nPoints values.
+HRESULT DesignYFilter(int nPoints, const std::vector<double>& vFreq, const std::vector<int>& vGain,
+                      std::vector<double>& vB, std::vector<double>& vA);
 
 }  // namespace orvane::tonalith

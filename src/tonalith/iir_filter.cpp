@@ -142,4 +142,11 @@ void FilterSections(const std::vector<Biquad>& sections, const std::vector<doubl
   vY = std::move(y);
 }
 
+HRESULT BandStopFilter(int nSelector, const std::vector<double>& vX, std::vector<double>& vY) {
+  std::vector<Biquad> sections;
+  if (const HRESULT hr = DesignBandStop(nSelector, sections); FAILED(hr)) return hr;
+  FilterSections(sections, vX, vY);
+  return S_OK;
+}
+
 }  // namespace orvane::tonalith

@@ -20,8 +20,6 @@
 namespace orvane {
 namespace {
 
-using tonalith::Biquad;
-
 // Runs `work`, turning exceptions into statuses; on failure `clear` empties
 // the outputs.
 template <class Work, class Clear>
@@ -102,16 +100,7 @@ class CTonalith final : public ITonalith {
   HRESULT CreateYFilter(int nPoints, const std::vector<double>& vFreq,
                         const std::vector<int>& vGain, std::vector<double>& vFilterB,
                         std::vector<double>& vFilterA) override {
-    return Guarded(
-        [&] {
-          // nPoints is both the number of corners and the order of the filter.
-          if (nPoints < 2 || vFreq.size() != static_cast<std::size_t>(nPoints) ||
-              vGain.size() != vFreq.size()) {
-            return E_INVALIDARG;
-          }
-          const std::vector<double> gains(vGain.begin(), vGain.end());
-          return tonalith::DesignYuleWalker(nPoints, vFreq, gains, vFilterB, vFilterA);
-        },
+    return Guarded([&] { return tonalith::DesignYFilter(nPoints, vFreq, vGain, vFilterB, vFilterA); },
         [&] {
           vFilterB.clear();
           vFilterA.clear();
@@ -120,16 +109,7 @@ class CTonalith final : public ITonalith {
 
   HRESULT BandStop(int nFrequency, const std::vector<double>& vX,
                    std::vector<double>& vY) override {
-    return Guarded(
-        [&] {
-          std::vector<Biquad> sections;
-          if (const HRESULT hr = tonalith::DesignBandStop(nFrequency, sections); FAILED(hr)) {
-            return hr;
-          }
-          tonalith::FilterSections(sections, vX, vY);
-          return S_OK;
-        },
-        [&] { vY.clear(); });
+    return Guarded([&] { return tonalith::BandStopFilter(nFrequency, vX, vY); }, [&] { vY.clear(); });
   }
 
  private:

@@ -291,4 +291,12 @@ HRESULT DesignYuleWalker(int nOrder, const std::vector<double>& vFreq,
   return S_OK;
 }
 
+HRESULT DesignYFilter(int nPoints, const std::vector<double>& vFreq, const std::vector<int>& vGain,
+                      std::vector<double>& vB, std::vector<double>& vA) {
+  if (nPoints < 2 || vFreq.size() != static_cast<std::size_t>(nPoints) || vGain.size() != vFreq.size())
+    return E_INVALIDARG;
+  const std::vector<double> gains(vGain.begin(), vGain.end());
+  return DesignYuleWalker(nPoints, vFreq, gains, vB, vA);
+}
+
 }  // namespace orvane::tonalith

@@ -27,7 +27,7 @@ const std::string kRule = "\n" + std::string(63, '-') + "\n";
 struct Drivers : test::EngineRun {
   Drivers() {
     params.bExportBad = true;
-    params.nBadSpectraAction = 1;
+    params.nBadSpectraAction = BadSpectraAction::Separate;
     params.dMassTolerance = 0.5;
   }
   std::string Add(const std::string& name, const std::string& content, int row) {
@@ -48,7 +48,7 @@ struct Drivers : test::EngineRun {
 
 TEST(Drivers, MgfRun) {
   Drivers t;
-  t.files.nMode = 1;
+  t.files.nMode = InputKind::Mgf;
   const std::string f1 = t.Add("f1.mgf", Ions("a1", kThree) + Ions("a2", "110 11\n220 22\n") +
                                            Ions("a3", "120 12\n130 0\n240 24\n360 36\n"), 4);
   const std::string f2 = t.Add("f2.mgf", "# no spectrum here\n", 9);
@@ -64,7 +64,7 @@ TEST(Drivers, MgfRun) {
 
 TEST(Drivers, DtaRun) {
   Drivers t;
-  t.files.nMode = 0;
+  t.files.nMode = InputKind::Dta;
   const std::string x = t.Add("x.1.1.2.dta", kFivePeaks, 3);
   const std::string y = t.Add("y.2.2.1.dta", "800.5 1\n100 10\n200 20\n", 8);
   EXPECT_EQ(t.clean->CleanFiles(&t.params), S_OK);
@@ -83,7 +83,7 @@ TEST(Drivers, DtaRun) {
 TEST(Drivers, Stops) {
   for (int mode : {0, 1}) {
     Drivers t;
-    t.files.nMode = mode;
+    t.files.nMode = static_cast<InputKind>(mode);
     t.Add(mode == 0 ? "x.1.1.2.dta" : "f1.mgf", mode == 0 ? kFivePeaks : Ions("a1", kThree) + Ions("a2", kThree), 0);
     t.Add(mode == 0 ? "y.1.1.2.dta" : "f2.mgf", mode == 0 ? kFivePeaks : Ions("b1", kThree), 1);
     t.cancel.Set();
@@ -128,7 +128,7 @@ TEST(Drivers, Failures) {
   };
   for (const Row& r : rows) {
     Drivers t;
-    t.files.nMode = r.mode;
+    t.files.nMode = static_cast<InputKind>(r.mode);
     r.arrange(t);
     EXPECT_EQ(t.clean->CleanFiles(&t.params), r.hr) << r.name;
     EXPECT_EQ(t.boxes.Texts(BoxKind::Plain), r.plain) << r.name;
@@ -138,7 +138,7 @@ TEST(Drivers, Failures) {
   }
   Drivers t;
   EXPECT_EQ(t.clean->CleanFiles(nullptr), E_POINTER);
-  t.files.nMode = 7;  // unknown kinds of input are no work
+  t.files.nMode = static_cast<InputKind>(7);  // unknown kinds of input are no work
   t.Add("f.mgf", Ions("a", kThree), 0);
   EXPECT_EQ(t.clean->CleanFiles(&t.params), S_OK);
   EXPECT_TRUE(t.window.messages.empty());

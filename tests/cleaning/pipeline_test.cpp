@@ -1,4 +1,4 @@
-// The per-spectrum pipeline on the engine's own stages: its verdicts, the
+// The per-spectrum pipeline: its verdicts, the
 // fold of the stages' votes and the output of both dialects. Deconvolution
 // by charge is pinned by the golden case clean/drv_mgf_deconvolute.
 #include <gtest/gtest.h>
@@ -7,11 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "cleaning/drivers.h"
-#include "cleaning/run_frame.h"
+#include "analysis/analysis.h"
+#include "cleaning/clean_spectrum.h"
 #include "filtering/deisotope.h"
-#include "frame/module.h"
-#include "platform/class_registry.h"
 #include "support/synthetic.h"
 #include "support/test_support.h"
 
@@ -33,21 +31,9 @@ Dta Spectrum(const Peaks& peaks) {
   return dta;
 }
 
-ComPtr<IEditMSMS> MakeEngine() {
-  RegisterOrvaneModule();
-  ComPtr<IEditMSMS> edit;
-  EXPECT_EQ(CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER, IID_IEditMSMS, edit.Out()), S_OK);
-  return edit;
-}
-
-// The stages as a run of the engine object takes them.
 class Pipeline : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(frame_.Open(params), S_OK);
-    ASSERT_TRUE(log_.Open(dir_.File("log"), CStdioFile::modeCreate | CStdioFile::modeWrite));
-    params.bWriteLog = true;
-    params.pLogFile = &log_;
     params.dEquidistantStep = 0.05;
     params.dDeconvThreshold = 90.0;
     params.nSeqTagLength = 1;
@@ -58,18 +44,6 @@ class Pipeline : public ::testing::Test {
     params.dDeisotopFilterWidth = 0.5;
     params.dDeisotopThreshold = 50.0;
   }
-  std::string Log() {  // and a fresh one for what follows
-    log_.Close();
-    const std::string text = test::ReadFile(dir_.File("log"));
-    EXPECT_TRUE(log_.Open(dir_.File("log"), CStdioFile::modeCreate | CStdioFile::modeWrite));
-    return text;
-  }
-
-  test::TempDir dir_;
-  CStdioFile log_;
-  ComPtr<IEditMSMS> engine_ = MakeEngine();
-  RunState state;
-  RunFrame frame_{engine_.Get(), state};
   CleanParams params;
   test::RecordingReporter boxes;
 };
@@ -108,7 +82,6 @@ TEST_F(Pipeline, VerdictsAndOutputs) {
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
-    state.dialect = r.dialect;
     params.bCheckSeqTags = r.tags;
     params.bMergePeaks = r.merge;
     params.dProtectBelowMz = r.protectBelow;
@@ -116,9 +89,10 @@ TEST_F(Pipeline, VerdictsAndOutputs) {
     params.dNoiseThreshold = r.noise;
     params.nBandStopFrequency = 2;
     Dta out = Spectrum({{-1, -1}});
-    EXPECT_EQ(CleanSpectrum(state, Spectrum(r.in), &params, out), r.verdict);
+    std::string log;
+    EXPECT_EQ(static_cast<int>(CleanSpectrum(Spectrum(r.in), &params, r.dialect, out, &log)), r.verdict);
     EXPECT_EQ(PeaksOf(out), r.out);
-    EXPECT_EQ(Log(), r.log);
+    EXPECT_EQ(log, r.log);
     EXPECT_TRUE(boxes.boxes.empty());
   }
 }
@@ -137,16 +111,15 @@ TEST_F(Pipeline, DeisotopingVerdictsAndVotes) {
       o.nCharge = 1;
       const Dta in = seed <= 3 ? test::MakeSyntheticSpectrum(o) : test::MakeRandomSpectrum(seed, 120, 150.0, 1500.0);
       Dta work(in);
-      ASSERT_EQ(state.pEditMSMS->MakeEquidistant(0.05, &work), S_OK);
-      const DeisotopeSettings settings{25, 3, 0.5, 50.0, false, nullptr};
+      ASSERT_EQ(MakeEquidistant(0.05, &work), S_OK);
+      const DeisotopeSettings settings{25, 3, 0.5, 50.0, nullptr};
       std::vector<double> vOut;
-      const int verdict = soft ? DeisotopeSoft(state.pTonalith, state.pAnalyzeMSMS, settings, work, vOut)
-                               : DeisotopeStrict(state.pTonalith, state.pAnalyzeMSMS, settings, work, vOut);
+      const int verdict = static_cast<int>(soft ? DeisotopeSoft(settings, work, vOut) : DeisotopeStrict(settings, work, vOut));
       Peaks expected;
       for (unsigned i = 0; i < work.GetPeakCount(); ++i)
         if (work.GetIntensity(i) > 0.0 && vOut[i] > 0.0) expected.emplace_back(work.GetMass(i), work.GetIntensity(i));
       Dta out;
-      EXPECT_EQ(CleanSpectrum(state, in, &params, out), verdict) << seed;
+      EXPECT_EQ(static_cast<int>(CleanSpectrum(in, &params, MgfDialect::Classic, out, nullptr)), verdict) << seed;
       EXPECT_EQ(PeaksOf(out), expected) << seed;
       ++verdicts[std::clamp(verdict, 0, 4)];
     }

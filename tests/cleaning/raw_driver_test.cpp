@@ -30,7 +30,7 @@ struct Harness : test::EngineRun {
     options.dMaxMass = 100000.0;
     options.nMinPeaks = 1;
     options.nExportOption = 2;
-    files.nMode = 2;
+    files.nMode = InputKind::Raw;
     params.pRawReader = &reader;
     params.pRawOptions = &options;
     params.bSkipCleaning = true;  // MGF runs copy the spectra unchanged
@@ -101,7 +101,7 @@ TEST(RawDriver, Runs) {
        [](Harness& h) {
          std::filesystem::remove(h.Out() + "badspectra");
          h.params.bExportBad = true;
-         h.params.nBadSpectraAction = 1;
+         h.params.nBadSpectraAction = BadSpectraAction::Separate;
        },
        E_UNEXPECTED, "B0 D0 A1:a_ms2.mgf A2:a_ms3.mgf B3 D3 A4:b_ms2.mgf A5:b_ms3.mgf R1 R2",
        "2 the file pfBadExportM could not be created|2 the file pfBadExportM could not be created|3 Error cleaning OUT/b_ms3.mgf file. \nHRESULT = 0x8000ffff", "", 2},
@@ -126,7 +126,7 @@ TEST(RawDriver, Runs) {
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
     Harness h;
-    h.options.nConvertOption = r.convert;
+    h.options.nConvertOption = static_cast<ConvertTarget>(r.convert);
     h.options.bSplitMsLevels = r.split;
     for (const Raw& raw : r.raws) h.Add(raw);
     if (r.arrange) r.arrange(h);

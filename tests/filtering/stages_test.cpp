@@ -1,11 +1,10 @@
 // The stages of the de-isotoping on chosen numbers: transform lengths, the
-// periodicity spectrum on a scripted component, the comb fit and its tests,
-// the Y-filter corners and the removal of the points that lose too much.
+// periodicity spectrum, the comb fit and its tests, the Y-filter corners and
+// the removal of the points that lose too much.
 #include <gtest/gtest.h>
 
 #include "filtering/deisotope_stages.h"
-#include "support/fake_stages.h"
-#include "support/test_support.h"
+#include "support/synthetic.h"
 
 namespace orvane::filtering {
 namespace {
@@ -24,32 +23,33 @@ TEST(Periodicity, FftLengthPadsToAtLeastTwiceTheLength) {
 }
 
 // Padded to 16, cut to half the power spectrum, lifted by 100 when the
-// hundredth of the overall value truncates to 0, mirrored, transformed again.
+// hundredth of the overall value (sum of squares / 16) truncates to 0,
+// mirrored. Scaled intensities scale the power by the square, so the lift
+// shows as a jump of 100 between a scale of 7 (overall 168) and 5 (86).
 TEST(Periodicity, PaddedCutLiftedAndMirrored) {
-  const std::vector<std::pair<double, double>> lifts = {
-      {1000.0, 1.0}, {0.0, 100.0}, {99.9, 100.0}, {99.99999, 100.0}, {100.0, 1.0}, {-99.0, 100.0},
-      {1e300, 1.0}};
-  for (auto [overall, lift] : lifts) {
-    test::FakeTonalith t;
-    test::FakeAnalyze analyze;
-    t.overall = overall;
-    const Dta dta = test::GridSpectrum({1.0, 2.0, 3.0, 4.0, 5.0});
+  const std::vector<double> v{1.0, 2.0, 3.0, 4.0, 5.0};  // sum of squares 55
+  auto median = [&v](double scale) {
+    std::vector<double> scaled = v;
+    for (double& x : scaled) x *= scale;
     std::vector<double> vOut{-7.0};
     PeriodicitySpectrum s;
-    ASSERT_EQ(BuildPeriodicitySpectrum(&t, &analyze, dta, 5, Routine::Strict, vOut, s), 0);
-    EXPECT_EQ(vOut, dta.vIntensity);
-    ASSERT_EQ(t.fftLengths, (std::vector<int>{16, 16}));
-    EXPECT_EQ(t.fftInputs[0],
-              std::vector<double>({1, 2, 3, 4, 5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
-    std::vector<double> m{1, 2, 3, 4, 5, 0, 0, 0};
-    for (double& x : m) x *= lift;
-    EXPECT_EQ(t.medianInput, m) << overall;
-    EXPECT_EQ(std::pair(t.medianLength, t.medianWidth), std::pair(8, 5));
-    m.insert(m.end(), m.rbegin(), m.rend());
-    EXPECT_EQ(s.vMedian, m);
-    EXPECT_EQ(t.fftInputs[1], m);
-    EXPECT_EQ(s.nMedianLength, 16);
+    EXPECT_FALSE(BuildPeriodicitySpectrum(test::GridSpectrum(scaled), 1, Routine::Strict, vOut, s));
+    EXPECT_EQ(vOut, scaled);
+    EXPECT_EQ(std::tuple(s.nFftLength, s.nHalfLength, s.nMedianLength), std::tuple(16, 8, 16));
+    EXPECT_TRUE(std::equal(s.vMedian.begin(), s.vMedian.begin() + 8, s.vMedian.rbegin()));
+    EXPECT_EQ(s.vPeriodicity.size(), 16u);
+    return s.vMedian;
+  };
+  const std::vector<double> one = median(1.0), five = median(5.0), seven = median(7.0);
+  for (std::size_t i = 0; i < 16; ++i) {
+    EXPECT_NEAR(five[i], 25.0 * one[i], 1e-9 * five[i]) << i;          // both lifted
+    EXPECT_NEAR(seven[i], 0.49 * one[i], 1e-9 * one[i]) << i;          // 49 times, not lifted
   }
+  EXPECT_NEAR(one[0], 100.0 * 15.0 * 15.0 / 16.0, 1e-9);  // bin 0: the sum squared / 16, lifted
+  // Nothing to transform, and a median filter that leaves nothing.
+  std::vector<double> vOut;
+  PeriodicitySpectrum s;
+  EXPECT_EQ(BuildPeriodicitySpectrum(Dta(), 3, Routine::Soft, vOut, s), Verdict::Failed);
 }
 
 TEST(CombFit, WorkedExampleOf2048ElementsAndPeriodIndex21) {
@@ -184,30 +184,32 @@ TEST(NotchCorners, WorkedExampleCountsClippingAndOrder) {
 
 // Losses of 0, 60, 100, 100 (negative output), -20, 45 and exactly 50 percent:
 // a share equal to the threshold stays, raised points and points at 0 or
-// below are never touched. The log counts the removed points.
+// below are never touched; the count is of the points set to 0.
 TEST(YFilterRemoval, PointsLosingMoreThanTheThresholdGo) {
+  const std::vector<double> filtered{5.0, 10.0, 4.0, 0.0, -3.0, 12.0, 0.0, 5.5, 5.0};
   const std::vector<std::tuple<double, std::vector<double>, int>> cases = {
       {50, {0, 10, 0, 0, 0, 10, -5, 10, 10}, 3},    {0, {0, 10, 0, 0, 0, 10, -5, 0, 0}, 5},
       {44.9, {0, 10, 0, 0, 0, 10, -5, 0, 0}, 5},    {99.9, {0, 10, 10, 0, 0, 10, -5, 10, 10}, 2},
       {100, {0, 10, 10, 10, 10, 10, -5, 10, 10}, 0}, {250, {0, 10, 10, 10, 10, 10, -5, 10, 10}, 0}};
   for (const auto& [dThreshold, want, nRemoved] : cases) {
-    test::FakeTonalith t;
-    t.applyOutput = [](const std::vector<double>&) {
-      return std::vector<double>{5.0, 10.0, 4.0, 0.0, -3.0, 12.0, 0.0, 5.5, 5.0};
-    };
-    test::TempDir dir;
-    CStdioFile log;
-    ASSERT_TRUE(log.Open(dir.File("run.log"), CStdioFile::modeWrite | CStdioFile::modeCreate));
-    const Dta dta = test::GridSpectrum({0.0, 10.0, 10.0, 10.0, 10.0, 10.0, -5.0, 10.0, 10.0});
-    std::vector<double> vOut = dta.vIntensity;
-    const DeisotopeSettings settings{0, 0, 0.5, dThreshold, true, &log};
-    EXPECT_EQ(DeisotopeWithYFilter(&t, settings, 10.5, 50, 2048, dta, vOut), 1);
+    std::vector<double> vOut{0.0, 10.0, 10.0, 10.0, 10.0, 10.0, -5.0, 10.0, 10.0};
+    EXPECT_EQ(RemoveLostPoints(dThreshold, filtered, vOut), nRemoved) << dThreshold;
     EXPECT_EQ(vOut, want) << dThreshold;
-    EXPECT_EQ(std::pair(t.designPoints, t.applyInitial), std::pair(40, 0));
-    log.Close();
-    EXPECT_EQ(test::ReadFile(dir.File("run.log")),
-              Format("\t-Deisotoping algorithm removed %d peaks.\n", nRemoved));
   }
+}
+
+// The whole removal on a real design: 40 corners, the log line, and a pass
+// band that leaves a lone peak alone.
+TEST(YFilterRemoval, DesignsFiltersAndLogs) {
+  std::vector<double> v(2048, 0.0);
+  v[1000] = 100.0;
+  const Dta dta = test::GridSpectrum(v);
+  std::vector<double> vOut = dta.vIntensity;
+  std::string log;
+  const DeisotopeSettings settings{0, 0, 0.5, 50.0, &log};
+  EXPECT_EQ(DeisotopeWithYFilter(settings, 10.5, 50, 2048, dta, vOut), Verdict::Cleaned);
+  EXPECT_EQ(log, "\t-Deisotoping algorithm removed 0 peaks.\n");
+  EXPECT_EQ(vOut, dta.vIntensity);
 }
 
 }  // namespace

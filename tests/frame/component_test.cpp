@@ -1,11 +1,16 @@
 // What a host of the engine object sees: creation by name, one object behind
-// all eight interfaces, its life, its version and its MGF dialect.
+// all eight interfaces, its life, its version and its MGF dialect, and a
+// cleaning run that can't make the signal-processing component by its name.
 #include <gtest/gtest.h>
 
+#include "cleaning/clean_params.h"
 #include "frame/interfaces.h"
 #include "frame/module.h"
 #include "frame/orvane.h"
 #include "platform/class_registry.h"
+#include "platform/text_file.h"
+#include "support/test_support.h"
+#include "tonalith/itonalith.h"
 
 namespace orvane {
 namespace {
@@ -44,6 +49,37 @@ TEST(Component, OneObjectBehindEveryInterface) {
   EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
   EXPECT_EQ(dialect->Release(), 0u);
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
+}
+
+// A spectrum driver opens its run with "Tonalith.TonalithObj": without the
+// class, the run fails before its log has a line, and a run with no inputs
+// never asks for it.
+TEST(Component, ARunWithoutTheSignalComponent) {
+  RegisterOrvaneModule();
+  ComPtr<ICleanMSMS_Files> clean;
+  ASSERT_EQ(CoCreateInstance(CLSID_Orvane, nullptr, CLSCTX_INPROC_SERVER, IID_ICleanMSMS_Files, clean.Out()), S_OK);
+  test::TempDir dir;
+  test::WriteFile(dir.File("a.mgf"), "BEGIN IONS\nPEPMASS=500\n100 1\n200 2\n300 3\nEND IONS\n");
+  CStdioFile log;
+  ASSERT_TRUE(log.Open(dir.File("log"), CStdioFile::modeCreate | CStdioFile::modeWrite | CStdioFile::modeDirect));
+  CleanFileList files;
+  files.nMode = InputKind::Mgf;
+  CleanParams params;
+  params.bWriteLog = true;
+  params.pLogFile = &log;
+  params.pFileList = &files;
+  params.strOutputFolder = dir.Folder();
+  ASSERT_EQ(ClassRegistry::Instance().Unregister(TonalithClsid()), S_OK);
+  test::RecordingReporter boxes;
+  EXPECT_EQ(clean->CleanFiles(&params), S_OK);  // nothing to clean
+  files.lstFiles.push_back(dir.File("a.mgf"));
+  EXPECT_EQ(clean->CleanFiles(&params), E_UNEXPECTED);
+  RegisterTonalith();
+  EXPECT_EQ(boxes.Texts(BoxKind::Note),
+            std::vector<std::string>{"Couldn't create the Tonalith component. \nHRESULT = 0x80040154"});
+  log.Close();
+  EXPECT_EQ(test::ReadFile(dir.File("log")), "");
+  EXPECT_EQ(test::ListFiles(dir.Folder()), (std::vector<std::string>{"a.mgf", "log"}));
 }
 
 }  // namespace

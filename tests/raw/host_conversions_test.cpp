@@ -26,7 +26,7 @@ struct Host {  // run.raw: an MS2 scan of charge 1, a survey scan, an MS2 scan o
   test::RecordingWindow window;
   CEvent cancel;
   unsigned stopOn = 0;  // the message at which the host sets the cancel event
-  RawOptions options{0.0, 100000.0, 0, 1, 0, 2};  // masses up to 100000, one peak or more
+  RawOptions options{0.0, 100000.0, 0, 1, ThresholdMode::None, 2};  // masses up to 100000, one peak or more
   RawOptions* pOptions = &options;
   std::string raw = dir.File("run.raw"), target;  // the MGF file, or the output folder
   StringList all{"stale"}, ms2{"stale"}, ms3{"stale"};  // DTA to MGF: the inputs in all

@@ -91,7 +91,7 @@ TEST(ScanAccess, ReadScan) {
     reader.AddFile("run.raw").scans[42] = s;
     ASSERT_EQ(reader.OpenRawFile("run.raw"), 0);
     RawOptions options;
-    options.nThresholdMode = c.mode;
+    options.nThresholdMode = static_cast<ThresholdMode>(c.mode);
     options.nIntensityThreshold = c.threshold;
     options.nMinPeaks = c.minPeaks;
     ScanInfo info;

@@ -51,6 +51,14 @@ Dta MakeSyntheticSpectrum(const SyntheticOptions& options,
 // A spectrum of random peaks only (no isotope structure).
 Dta MakeRandomSpectrum(std::uint32_t seed, int nPeaks, double dMinMass, double dMaxMass);
 
+// A spectrum on a regular grid with the given intensities.
+inline Dta GridSpectrum(const std::vector<double>& vIntensity, double dStart = 100.0, double dStep = 0.05) {
+  Dta dta;
+  for (std::size_t i = 0; i < vIntensity.size(); ++i) dta.AddPeak(dStart + dStep * static_cast<double>(i), vIntensity[i]);
+  dta.strPath = "/data/run.mgf";
+  return dta;
+}
+
 // An MGF text of n spectra in the classic layout (TITLE, CHARGE, PEPMASS,
 // peaks) with RTINSECONDS lines when withRetentionTime is set.
 std::string MakeSyntheticMgf(int nSpectra, std::uint32_t seed, bool withRetentionTime = false);

@@ -1,44 +1,23 @@
-#include "raw_options_cli.h"
-
-#include "stop_signals.h"
-#include <signal.h>
+#include "raw_inputs.h"
 
 #include <unistd.h>
 
-#include <cctype>
-#include <filesystem>
 #include <cstdio>
-#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
-#include "clean_options.h"
 #include "commands.h"
-#include "frame/interfaces.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
 #include "raw/conversions.h"
 #include "raw/scan_conversion.h"
 #include "readers/mz_reader.h"
-#include "spectrum/file_path.h"
 #include "stop_signals.h"
 
 namespace orvane::app {
 
-RawOptionsCli& ConvertRawOptions() {
-  static RawOptionsCli options;
-  return options;
-}
-
-RawOptionsCli& CleanRawOptions() {
-  static RawOptionsCli options;
-  return options;
-}
-
 namespace {
-
-RawOptionsCli& g_convertOptions = ConvertRawOptions();
-RawOptionsCli& g_cleanOptions = CleanRawOptions();
 
 CEvent& g_cancel = HostCancelEvent();
 
@@ -51,14 +30,6 @@ bool CheckRawInput(const std::string& path) {
 }
 
 int g_rawFailures = 0;
-
-bool IsModern(IUnknown* pEngine) {
-  MgfDialect dialect = MgfDialect::Classic;
-  ComPtr<IMgfDialect> pDialect;
-  if (SUCCEEDED(pEngine->QueryInterface(IID_IMgfDialect, pDialect.Out())))
-    pDialect->GetMgfDialect(&dialect);
-  return dialect == MgfDialect::Modern;
-}
 
 // The modern road: typed scan records, one spectrum per MS/MS scan with the
 // charges the file states. Answers the summary, or false after the error
@@ -108,20 +79,7 @@ int ConvertRawModern(const ConvertJob& job, const std::string& path, const RawOp
   return 0;
 }
 
-int ConvertRaw(const ConvertJob& job, const std::string& path) {
-  if (!CheckRawInput(path)) return 1;
-  const std::string problem = ValidateRawOptions(g_convertOptions);
-  if (!problem.empty()) {
-    ShowError(problem);
-    return 1;
-  }
-  if (IsModern(job.pEngine)) return ConvertRawModern(job, path, ToRawOptions(g_convertOptions));
-  ComPtr<IConvertMSMS> pConvert;
-  if (FAILED(QueryOrNote(job.pEngine, IID_IConvertMSMS, kNoConvertInterface,
-                         pConvert))) {
-    return 1;
-  }
-  RawOptions options = ToRawOptions(g_convertOptions);
+int ConvertRawClassic(const ConvertJob& job, const std::string& path, RawOptions options) {
   readers::MzReader reader;
   ErrorCountingReporter errors;
   StopSignals signals;
@@ -129,7 +87,7 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
   HRESULT hr = S_OK;
   if (job.target == "mgf") {
     const std::string mgf = job.outputFolder + title + ".mgf";
-    hr = pConvert->RawToMgf(path, mgf, &reader, &options, &g_cancel, job.pWindow);
+    hr = RawToMgf(path, mgf, &reader, &options, &g_cancel, job.pWindow, job.dialect);
     if (hr == S_OK && reader.LastError().empty() && errors.failures == 0) {
       if (options.bSplitMsLevels) {
         std::printf("%s -> %s%s_ms2.mgf, %s%s_ms3.mgf\n", path.c_str(), job.outputFolder.c_str(),
@@ -140,8 +98,8 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
     }
   } else {
     StringList all, ms2, ms3;
-    hr = pConvert->RawToDta(path, job.outputFolder, &reader, &options, &all, &ms2, &ms3,
-                            &g_cancel, job.pWindow);
+    hr = RawToDta(path, job.outputFolder, &reader, &options, &all, &ms2, &ms3, &g_cancel, job.pWindow,
+                  job.dialect);
     if (hr == S_OK && reader.LastError().empty() && errors.failures == 0) {
       if (options.bSplitMsLevels) {
         std::printf("%s -> %sdta_converted_ms2/ (%zu files), %sdta_converted_ms3/ (%zu files)\n",
@@ -174,6 +132,17 @@ int ConvertRaw(const ConvertJob& job, const std::string& path) {
   return failed || errors.failures > 0 ? 1 : 0;
 }
 
+}  // namespace
+
+int ConvertRawInput(const ConvertJob& job, const std::string& path, const Settings& settings) {
+  if (!CheckRawInput(path)) return 1;
+  const RawOptions options = ToRawOptions(settings);
+  if (job.dialect == MgfDialect::Modern) return ConvertRawModern(job, path, options);
+  return ConvertRawClassic(job, path, options);
+}
+
+namespace {
+
 // The folder the conversions of a clean run are made in, removed with
 // everything in it when the process ends. A killed run leaves it behind under
 // a name the next run in that folder recognises and removes.
@@ -199,15 +168,15 @@ class ConvertedFolder {
 // cleans the converted files as MGF (or DTA) inputs. Only the cleaned outputs
 // (and bad spectra) stay in the output folder, unless --keep-converted.
 bool PrepareModernCleanRun(const std::vector<std::string>& inputs, CleanParams& params,
-                           const RawOptions& options) {
+                           const RawOptions& options, const Settings& settings) {
   static ConvertedFolder work;
-  const std::string target = g_cleanOptions.convertTo;
+  const std::string target = settings.convertTo;
   const std::string folder =
-      g_cleanOptions.bKeepConverted ? params.strOutputFolder : work.Make(params.strOutputFolder);
+      settings.bKeepConverted ? params.strOutputFolder : work.Make(params.strOutputFolder);
   CleanFileList& files = *params.pFileList;
   files.lstFiles.clear();
   files.lstRows.clear();
-  files.nMode = target == "mgf" ? 1 : 0;
+  files.nMode = target == "mgf" ? InputKind::Mgf : InputKind::Dta;
   StopSignals signals;
   for (const std::string& input : inputs) {
     ScanConversionSummary summary;
@@ -228,123 +197,23 @@ bool PrepareModernCleanRun(const std::vector<std::string>& inputs, CleanParams& 
   return true;
 }
 
-// One reader serves the whole run: it reads mzML and mzXML alike.
-bool PrepareCleanRun(const std::vector<std::string>& inputs, CleanParams& params) {
+}  // namespace
+
+bool PrepareRawClean(const std::vector<std::string>& inputs, CleanParams& params, const Settings& settings) {
+  // One reader serves the whole run: it reads mzML and mzXML alike.
   static std::unique_ptr<IRawReader> reader;
   static RawOptions options;
   for (const auto& input : inputs) {
     if (!CheckRawInput(input)) return false;
   }
-  const std::string problem = ValidateRawOptions(g_cleanOptions);
-  if (!problem.empty()) {
-    ShowError(problem);
-    return false;
-  }
-  options = ToRawOptions(g_cleanOptions);
-  if (CleanCommandOptions().mgfDialect != "classic") return PrepareModernCleanRun(inputs, params, options);
+  options = ToRawOptions(settings);
+  if (DialectOf(settings) == MgfDialect::Modern) return PrepareModernCleanRun(inputs, params, options, settings);
   reader = MakeRawReader(inputs.front());
   params.pRawReader = reader.get();
   params.pRawOptions = &options;
   return true;
 }
 
-}  // namespace
-
-void AddRawOptions(CLI::App* cmd, RawOptionsCli* pOptions, bool withConvertTo) {
-  const char* group = "Raw files (mzML, mzXML, optionally .gz)";
-  cmd->add_option("--min-mass", pOptions->dMinMass,
-                  "Least singly charged precursor mass (MH+) of a spectrum written from a raw file")
-      ->group(group)
-      ->capture_default_str();
-  cmd->add_option("--max-mass", pOptions->dMaxMass,
-                  "Largest singly charged precursor mass (MH+) of a spectrum written from a raw file")
-      ->group(group)
-      ->capture_default_str();
-  cmd->add_option("--min-peaks", pOptions->nMinPeaks,
-                  "Least number of peaks of a raw scan (default: 0, or 1 with a --threshold-mode, "
-                  "since a scan the threshold rejects is left without peaks)")
-      ->group(group)
-      ->check(CLI::NonNegativeNumber);
-  cmd->add_option("--threshold-mode", pOptions->thresholdMode,
-                  "Intensity test of a raw scan: none; fixed (total intensity at least "
-                  "--intensity-threshold); base-peak (total intensity at least the largest base "
-                  "peak of the file)")
-      ->group(group)
-      ->check(CLI::IsMember({"none", "fixed", "base-peak"}))
-      ->capture_default_str();
-  cmd->add_option("--intensity-threshold", pOptions->nIntensityThreshold,
-                  "Least total intensity of a raw scan with --threshold-mode fixed")
-      ->group(group)
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  cmd->add_flag("--split-ms-levels,!--no-split-ms-levels", pOptions->bSplitMsLevels,
-                "Write MS2 and MS3 spectra of a raw file to separate outputs (default: one output)")
-      ->group(group);
-  if (withConvertTo) {
-    cmd->add_option("--convert-to", pOptions->convertTo,
-                    "What raw files become before they are cleaned: mgf or dta")
-        ->group(group)
-        ->check(CLI::IsMember({"mgf", "dta"}))
-        ->capture_default_str();
-    cmd->add_flag("--keep-converted,!--no-keep-converted", pOptions->bKeepConverted,
-                  "Keep the plain conversion of raw inputs in the output folder beside the cleaned "
-                  "files (default: it is made in a temporary place and removed)")
-        ->group(group);
-  }
-}
-
 int RawInputFailures() { return g_rawFailures; }
-
-std::string ValidateRawOptions(const RawOptionsCli& o) {
-  if (!(o.dMinMass >= 0.0)) return Format("--min-mass must not be negative, not %g", o.dMinMass);
-  if (!(o.dMaxMass >= o.dMinMass)) {
-    return Format("--max-mass (%g) must not lie below --min-mass (%g)", o.dMaxMass, o.dMinMass);
-  }
-  if (o.nMinPeaks < -1) return Format("--min-peaks must not be negative, not %d", o.nMinPeaks);
-  if (o.nIntensityThreshold < 0) {
-    return Format("--intensity-threshold must not be negative, not %d", o.nIntensityThreshold);
-  }
-  if (o.thresholdMode != "none" && o.thresholdMode != "fixed" && o.thresholdMode != "base-peak") {
-    return "--threshold-mode must be none, fixed or base-peak, not " + o.thresholdMode;
-  }
-  if (o.convertTo != "mgf" && o.convertTo != "dta") {
-    return "--convert-to must be mgf or dta, not " + o.convertTo;
-  }
-  return "";
-}
-
-RawOptions ToRawOptions(const RawOptionsCli& o) {
-  RawOptions r;
-  r.dMinMass = o.dMinMass;
-  r.dMaxMass = o.dMaxMass;
-  r.nIntensityThreshold = o.nIntensityThreshold;
-  r.nThresholdMode = o.thresholdMode == "fixed" ? 1 : o.thresholdMode == "base-peak" ? 2 : 0;
-  r.nMinPeaks = o.nMinPeaks >= 0 ? o.nMinPeaks : r.nThresholdMode != 0 ? 1 : 0;
-  r.nExportOption = 0;
-  r.bSplitMsLevels = o.bSplitMsLevels;
-  r.nConvertOption = o.convertTo == "dta" ? 0 : 1;
-  return r;
-}
-
-void AddRawInputs(CLI::App& app) {
-  for (const char* ext : {"mzml", "mzxml", "gz"}) {
-    RegisterConvertInput(ext, &ConvertRaw);
-    RegisterCleanRawInput(ext, &PrepareCleanRun);
-  }
-  for (CLI::App* sub : app.get_subcommands([](CLI::App*) { return true; })) {
-    if (sub->get_name() == "convert") {
-      AddRawOptions(sub, &g_convertOptions, false);
-      sub->description(sub->get_description() + ", and mzML/mzXML files to MGF or DTA");
-      sub->footer(sub->get_footer() +
-                  "  orvane convert --to mgf -o out/ run1.mzML run2.mzXML.gz\n"
-                  "  orvane convert --to dta --split-ms-levels -o out/ run1.mzML\n");
-    } else if (sub->get_name() == "clean") {
-      AddRawOptions(sub, &g_cleanOptions, true);
-      sub->footer(sub->get_footer() +
-                  "  orvane clean -o cleaned/ run1.mzML run2.mzML   converted to MGF, then cleaned\n"
-                  "  orvane clean -o cleaned/ --convert-to dta --min-mass 600 run1.mzXML\n");
-    }
-  }
-}
 
 }  // namespace orvane::app
