@@ -1,23 +1,23 @@
 #!/usr/bin/env bash
-# Speed-up of `orvane clean --jobs 2` over `--jobs 1` on the real MGF runs.
+# Speed-up of `orvane clean --jobs 2` over `--jobs 1` on the real MGF runs,
+# one input at a time.
 #
 #   bench/jobs_speedup.sh [DATA_DIR] [BUILD_DIR] [RUNS]
-#        defaults: $ORVANE_DATA_DIR or ../shared/data, build, 5
+#        defaults: $ORVANE_DATA_DIR or ../shared/data, build, 10
 #
-# Cleans bsa/BSA1.mgf and yeast/SmallCalibratible_Yeast.mgf in one run, once
-# on one engine and once on two (with two inputs each engine takes a file;
-# the larger file decides the wall time), and once BSA1.mgf alone, which two
-# engines clean as two parts of the file. Runs each command RUNS times under
-# hyperfine (or a plain loop without it) and prints the mean wall time, the
-# mean user+sys CPU time, and the ratio of wall times. It checks that both
-# runs wrote the same bytes. The machine may be shared: look at user+sys to
-# see whether the second core was really free.
+# Cleans bsa/BSA1.mgf (1120 low-resolution spectra) and then
+# yeast/SmallCalibratible_Yeast.mgf (118 high-resolution ones), each alone,
+# on one job and on two. Runs every command RUNS times under hyperfine (or a
+# plain loop without it) and prints, side by side from the same run, the mean
+# wall time, the mean user+sys CPU time, the peak resident memory, the ratio
+# of wall times, and whether both wrote the same bytes. The machine may be
+# shared: user+sys tells whether the second core was really free.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 data=${1:-${ORVANE_DATA_DIR:-$root/../shared/data}}
 build=${2:-$root/build}
-runs=${3:-5}
+runs=${3:-10}
 orvane=$build/apps/orvane/orvane
 if [[ ! -x $orvane ]]; then
   echo "missing $orvane: build the target orvane first" >&2
@@ -33,11 +33,11 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# mean wall seconds and mean user+sys seconds of a command, RUNS runs.
+# mean wall seconds, mean user+sys seconds and their spread of a command.
 measure() {
   local cmd=$1
   if command -v hyperfine >/dev/null; then
-    hyperfine --style none --warmup 1 --runs "$runs" --export-json "$work/h.json" "$cmd" >/dev/null
+    hyperfine --style none --warmup 2 --runs "$runs" --export-json "$work/h.json" "$cmd" >/dev/null
     python3 - "$work/h.json" <<'PY'
 import json, sys
 r = json.load(open(sys.argv[1]))["results"][0]
@@ -55,19 +55,27 @@ PY
   fi
 }
 
+# Peak resident memory of one run, in MB.
+peak() {
+  /usr/bin/time -f "%M" bash -c "$1" 2>&1 >/dev/null | tail -1 | awk '{printf "%.1f", $1 / 1024}'
+}
+
 compare() {
-  local label=$1; shift
-  local one="$orvane clean -q --jobs 1 -o $work/one $*"
-  local two="$orvane clean -q --jobs 2 -o $work/two $*"
+  local label=$1 input=$2
+  local one="$orvane clean -q --jobs 1 -o $work/one $input"
+  local two="$orvane clean -q --jobs 2 -o $work/two $input"
   read -r w1 c1 s1 < <(measure "$one")
   read -r w2 c2 s2 < <(measure "$two")
+  local m1 m2
+  m1=$(peak "$one")
+  m2=$(peak "$two")
   local same=yes
   diff -r "$work/one" "$work/two" >/dev/null || same=NO
-  printf '%-28s jobs 1: %7.3f s (+-%.3f, user+sys %7.3f s)  jobs 2: %7.3f s (+-%.3f, user+sys %7.3f s)  speed-up %.2f  same bytes: %s\n' \
-    "$label" "$w1" "$s1" "$c1" "$w2" "$s2" "$c2" "$(echo "$w1 / $w2" | bc -l)" "$same"
+  printf '%-7s jobs 1: %6.3f s (+-%.3f, cpu %6.3f s, %5s MB)  jobs 2: %6.3f s (+-%.3f, cpu %6.3f s, %5s MB)  speed-up %.2f  same bytes: %s\n' \
+    "$label" "$w1" "$s1" "$c1" "$m1" "$w2" "$s2" "$c2" "$m2" "$(echo "$w1 / $w2" | bc -l)" "$same"
   rm -rf "$work/one" "$work/two"
 }
 
 echo "orvane clean, $runs runs each, $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
-compare "BSA1 + yeast (two files)" "$bsa" "$yeast"
-compare "BSA1 alone (two parts)" "$bsa"
+compare "BSA1" "$bsa"
+compare "yeast" "$yeast"

@@ -6,9 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "cleaning/clean_spectrum.h"
 #include "cleaning/drivers.h"
-#include "cleaning/ordered_work.h"
+#include "cleaning/spectrum_task.h"
 #include "cleaning/run_log.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
@@ -19,20 +18,10 @@
 namespace orvane {
 namespace {
 
-struct DtaTask final : OrderedWork::Task {
+struct DtaTask final : SpectrumTask {
   std::string path;
   std::int32_t nRow = 0;
   HRESULT hr = S_OK;  // what ImportDta answered
-  Dta dtaIn;
-  Dta dtaOut;
-  Verdict verdict = Verdict::Cleaned;
-  std::string log;
-  const CleanParams* pParams = nullptr;
-  MgfDialect dialect = MgfDialect::Classic;
-
-  void Work() override {
-    verdict = CleanSpectrum(dtaIn, pParams, dialect, dtaOut, pParams->bWriteLog ? &log : nullptr);
-  }
 };
 
 class DtaDriver {

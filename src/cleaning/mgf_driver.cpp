@@ -14,9 +14,8 @@
 #include <memory>
 #include <string>
 
-#include "cleaning/clean_spectrum.h"
 #include "cleaning/drivers.h"
-#include "cleaning/ordered_work.h"
+#include "cleaning/spectrum_task.h"
 #include "cleaning/run_log.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
@@ -53,28 +52,26 @@ int MsLevelOfTitle(const std::string& title) {
   return 0;
 }
 
-// One step of the run as the reading side saw it.
-struct MgfTask final : OrderedWork::Task {
+// One step of the run as the reading side saw it: the start of an input, or
+// a read, with the spectrum it gave.
+struct MgfTask final : SpectrumTask {
   enum Kind { BeginInput, Read } kind = Read;
   std::string path;       // the input
   std::int32_t nRow = 0;  // its row
-  // BeginInput: the spectra the count found, and whether the input opened.
+  // BeginInput: the spectra the count found (the count is the task's work,
+  // done while the reading goes on), and whether the input opened, with the
+  // boxes of the opening, shown after those of the count.
   unsigned nTotal = 0;
   bool bOpened = false;
-  // Read: what ImportMgf answered, and into what.
+  BoxRecord openBoxes;
+  // Read: what ImportMgf answered.
   HRESULT hr = S_OK;
   bool bReadFailed = false;  // a read error that looked like the end
   unsigned nRefused = 0;     // modern: spectra the reader refused, at the end
-  Dta dtaIn;
-  Dta dtaOut;
-  Verdict verdict = Verdict::Cleaned;
-  std::string log;
-  // Set for the work.
-  const CleanParams* pParams = nullptr;
-  MgfDialect dialect = MgfDialect::Classic;
 
   void Work() override {
-    verdict = CleanSpectrum(dtaIn, pParams, dialect, dtaOut, pParams->bWriteLog ? &log : nullptr);
+    if (kind == BeginInput) nTotal = CountMgfSpectra(path.c_str());
+    else SpectrumTask::Work();
   }
 };
 
@@ -170,8 +167,8 @@ class MgfDriver {
     begin->kind = MgfTask::BeginInput;
     begin->path = path;
     begin->nRow = nRow;
-    Recorded(begin->boxes, [&] {
-      begin->nTotal = CountMgfSpectra(path.c_str());
+    begin->bWork = true;
+    Recorded(begin->openBoxes, [&] {
       CFileException error;
       begin->bOpened = input_.Open(path, kReadDenyWrite, &error);
       if (!begin->bOpened) error.ReportError();
@@ -248,6 +245,7 @@ class MgfDriver {
     nRow_ = task.nRow;
     SendToHost(params_, PM_STEP_TOTAL, nTotal_);
     task.boxes.Replay();
+    task.openBoxes.Replay();
     if (!task.bOpened) {
       if (!Modern()) return E_UNEXPECTED;
       // The other inputs are cleaned all the same; the run ends failed.

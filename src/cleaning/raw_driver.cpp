@@ -16,13 +16,9 @@
 namespace orvane {
 namespace {
 
-void Send(CWnd* pWnd, unsigned message, WPARAM wParam, LPARAM lParam) {
-  if (pWnd != nullptr) pWnd->Send(message, wParam, lParam);
-}
-
 // Enters a converted file in the host's table (row n) and in list.
 void Announce(CWnd* pWnd, const std::string& strPath, CleanFileList& list, std::int32_t& n) {
-  Send(pWnd, PM_ROW_ADDED, static_cast<WPARAM>(n), TextParam(strPath.c_str()));
+  SendTo(pWnd, PM_ROW_ADDED, static_cast<WPARAM>(n), TextParam(strPath.c_str()));
   list.lstFiles.push_back(strPath);
   list.lstRows.push_back(n);
   ++n;
@@ -53,7 +49,7 @@ HRESULT CleanRawFiles(CleanParams* pParams, const RunOptions& run) {
   // First phase: convert every raw file.
   for (const std::string& strRaw : pParams->pFileList->lstFiles) {
     strMgf = pParams->strOutputFolder + PathBaseName(strRaw) + ".mgf";
-    Send(pWnd, PM_RAW_BEGIN, static_cast<WPARAM>(n), 0);
+    SendTo(pWnd, PM_RAW_BEGIN, static_cast<WPARAM>(n), 0);
 
     const ConvertTarget nOption = pOptions->nConvertOption;
     StringList lstAll;
@@ -70,7 +66,7 @@ HRESULT CleanRawFiles(CleanParams* pParams, const RunOptions& run) {
       ShowNote("Error! Bad convert option.");
       return E_UNEXPECTED;
     }
-    Send(pWnd, PM_RAW_DONE, static_cast<WPARAM>(n), 0);
+    SendTo(pWnd, PM_RAW_DONE, static_cast<WPARAM>(n), 0);
 
     // A stop during conversion ends the run before anything is cleaned.
     if (hr == E_ABORT) return S_OK;

@@ -33,13 +33,9 @@ void WriteLogHead(const CleanParams& params) {
 }
 
 void SendToHost(const CleanParams& params, unsigned message, WPARAM wParam, LPARAM lParam) {
-  if (params.hProgressWnd != nullptr) params.hProgressWnd->Send(message, wParam, lParam);
+  SendTo(params.hProgressWnd, message, wParam, lParam);
 }
 
-bool StopRequested(const CleanParams& params) {
-  if (params.pCancelEvent == nullptr || !params.pCancelEvent->IsSignalled()) return false;
-  if (params.hProgressWnd != nullptr) params.hProgressWnd->Post(PM_CANCELLED, 0, 0);
-  return true;
-}
+bool StopRequested(const CleanParams& params) { return CancelRequested(params.pCancelEvent, params.hProgressWnd); }
 
 }  // namespace orvane

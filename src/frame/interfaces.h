@@ -8,10 +8,9 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <string>
-#include <vector>
 
+#include "analysis/clusters.h"
 #include "platform/guid.h"
 #include "platform/hresult.h"
 #include "platform/unknown.h"
@@ -22,16 +21,8 @@ namespace orvane {
 
 class Dta;
 class CStdioFile;
-class CEvent;
-class CWnd;
 struct CleanParams;
-struct RawOptions;
-class IRawReader;
 class IsotopeTemplates;
-struct ClusterRef;
-struct DeconvolutedPeak;
-using ClusterList = std::vector<ClusterRef>;
-using DeconvolutedPeakList = std::vector<DeconvolutedPeak>;
 
 // Class and interfaces.
 inline const CLSID CLSID_Orvane = GUID::FromString("{97229A5C-2B05-419F-B18B-8EE7B780C371}");

@@ -57,4 +57,18 @@ class CEvent {
   std::atomic<bool> flag_{false};
 };
 
+// A message to the host window, when there is one.
+inline void SendTo(CWnd* pWnd, unsigned message, WPARAM wParam, LPARAM lParam = 0) {
+  if (pWnd != nullptr) pWnd->Send(message, wParam, lParam);
+}
+
+// The cancel test between two steps: when the event is set, posts
+// PM_CANCELLED (1280) and answers true; the caller closes what it holds and
+// returns E_ABORT.
+inline bool CancelRequested(const CEvent* pEvent, CWnd* pWnd) {
+  if (pEvent == nullptr || !pEvent->IsSignalled()) return false;
+  if (pWnd != nullptr) pWnd->Post(PM_CANCELLED, 0, 0);
+  return true;
+}
+
 }  // namespace orvane

@@ -1,6 +1,7 @@
 // The three operations every component interface starts with.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "platform/guid.h"
@@ -35,6 +36,37 @@ class IClassFactory : public IUnknown {
 
  protected:
   ~IClassFactory() = default;
+};
+
+// An object with one interface I (of identifier iid) beside IUnknown and one
+// reference count, which starts at nRefs; the object goes with the last
+// reference.
+template <class I, const IID& iid>
+class SingleInterfaceObject : public I {
+ public:
+  HRESULT QueryInterface(REFIID asked, void** ppv) override {
+    if (ppv == nullptr) return E_POINTER;
+    if (asked == IID_IUnknown || asked == iid) {
+      *ppv = static_cast<I*>(this);
+      AddRef();
+      return S_OK;
+    }
+    *ppv = nullptr;
+    return E_NOINTERFACE;
+  }
+  std::uint32_t AddRef() override { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
+  std::uint32_t Release() override {
+    const std::uint32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+  }
+
+ protected:
+  explicit SingleInterfaceObject(std::uint32_t nRefs) : refs_(nRefs) {}
+  virtual ~SingleInterfaceObject() = default;
+
+ private:
+  std::atomic<std::uint32_t> refs_;
 };
 
 // Releases an interface pointer when it goes out of scope.

@@ -61,7 +61,7 @@ HRESULT RawToDta(const std::string& strRawFile, const std::string& strOutputFold
     }
     // A DTA header holds MH+ for the charge of its file.
     pDta->nCharge = nCharge;
-    pDta->dMass = nCharge == 1 ? dPrecursorMz : SinglyChargedMass(dPrecursorMz, nCharge);
+    pDta->dMass = nCharge == 1 ? dPrecursorMz : MzToMh(dPrecursorMz, nCharge, kProton);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     const std::string strName =
@@ -79,16 +79,9 @@ HRESULT RawToDta(const std::string& strRawFile, const std::string& strOutputFold
     return S_OK;
   };
 
-  ScanWalk walk;
-  walk.pReader = pReader;
-  walk.strRawFile = strRawFile;
-  walk.pOptions = pOptions;
-  walk.pCancelEvent = pCancelEvent;
-  walk.pProgressWnd = pProgressWnd;
-
   HRESULT hr = S_OK;
   try {
-    hr = WalkRawScans(walk, write);
+    hr = WalkRawScans({pReader, strRawFile, pOptions, pCancelEvent, pProgressWnd}, write);
     // The host learns of a stop by PM_CANCELLED alone.
     if (hr == E_ABORT) hr = S_OK;
   } catch (...) {

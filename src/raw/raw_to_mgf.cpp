@@ -74,17 +74,9 @@ HRESULT RawToMgf(const std::string& strRawFile, const std::string& strMgfFile, I
     return S_OK;
   };
 
-  ScanWalk walk;
-  walk.pReader = pReader;
-  walk.strRawFile = strRawFile;
-  walk.pOptions = pOptions;
-  walk.pCancelEvent = pCancelEvent;
-  walk.pProgressWnd = pProgressWnd;
-  walk.bRejectLastScanZero = true;
-
   HRESULT hr = S_OK;
   try {
-    hr = WalkRawScans(walk, write);
+    hr = WalkRawScans({pReader, strRawFile, pOptions, pCancelEvent, pProgressWnd, true}, write);
   } catch (...) {
     // A failed reader call ends the reader work; what was written stays.
   }

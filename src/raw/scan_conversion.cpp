@@ -48,7 +48,7 @@ class ScanWalker {
     const RawOptions& o = *job_.pOptions;
     const std::size_t n = source_.Count();
     summary_.nScans = n;
-    SendIfWindow(job_.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(n), TextParam(job_.strInput.c_str()));
+    SendTo(job_.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(n), TextParam(job_.strInput.c_str()));
     if (o.nThresholdMode == ThresholdMode::BasePeak) dMaxBasePeak_ = MaxBasePeak();
     ScanRecord record;
     Dta dta;
@@ -65,8 +65,8 @@ class ScanWalker {
         std::vector<int> charges;
         if (Take(record, dta, &charges) && !write(dta, record, charges)) return E_UNEXPECTED;
       }
-      if (CancelledAfterScan(job_.pCancelEvent, job_.pProgressWnd)) return E_ABORT;
-      SendIfWindow(job_.pProgressWnd, PM_RAW_SCAN, static_cast<WPARAM>(i + 1), 0);
+      if (CancelRequested(job_.pCancelEvent, job_.pProgressWnd)) return E_ABORT;
+      SendTo(job_.pProgressWnd, PM_RAW_SCAN, static_cast<WPARAM>(i + 1), 0);
     }
     return S_OK;
   }

@@ -25,10 +25,10 @@ HRESULT WriteCharges(Dta* pDta, const ScanInfo& scan, const RawOptions* pOptions
     if (InWindow(m, pOptions)) return write(pDta, scan, 1, m);
     return S_OK;
   }
-  if (!InWindow(SinglyChargedMass(m, 2), pOptions)) return S_OK;
+  if (!InWindow(MzToMh(m, 2, kProton), pOptions)) return S_OK;
   const HRESULT hr = write(pDta, scan, 2, m);
   if (FAILED(hr)) return hr;
-  if (InWindow(SinglyChargedMass(m, 3), pOptions)) return write(pDta, scan, 3, m);
+  if (InWindow(MzToMh(m, 3, kProton), pOptions)) return write(pDta, scan, 3, m);
   return S_OK;
 }
 
@@ -43,7 +43,7 @@ HRESULT WalkRawScans(const ScanWalk& walk, const ScanWriter& write) {
   pReader->SelectController(0, 1);
   long nCount = 0;
   pReader->GetSpectrumCount(&nCount);
-  SendIfWindow(walk.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(nCount),
+  SendTo(walk.pProgressWnd, PM_RAW_SCANS, static_cast<WPARAM>(nCount),
        TextParam(walk.strRawFile.c_str()));
 
   long nFirst = 0;
@@ -80,11 +80,11 @@ HRESULT WalkRawScans(const ScanWalk& walk, const ScanWriter& write) {
           break;
         }
       }
-      if (CancelledAfterScan(walk.pCancelEvent, walk.pProgressWnd)) {
+      if (CancelRequested(walk.pCancelEvent, walk.pProgressWnd)) {
         hr = E_ABORT;
         break;
       }
-      SendIfWindow(walk.pProgressWnd, PM_RAW_SCAN, static_cast<WPARAM>(n), 0);
+      SendTo(walk.pProgressWnd, PM_RAW_SCAN, static_cast<WPARAM>(n), 0);
     }
   }
   pReader->CloseRawFile();

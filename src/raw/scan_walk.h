@@ -37,23 +37,6 @@ struct ScanWalk {
 // its end. Exceptions of the reader or the writer pass through unchanged.
 HRESULT WalkRawScans(const ScanWalk& walk, const ScanWriter& write);
 
-// A message to the host window, when there is one.
-inline void SendIfWindow(CWnd* pWnd, unsigned message, WPARAM wParam, LPARAM lParam) {
-  if (pWnd != nullptr) pWnd->Send(message, wParam, lParam);
-}
-
-// The cancel test after each scan: posts PM_CANCELLED when the event is set.
-inline bool CancelledAfterScan(CEvent* pEvent, CWnd* pWnd) {
-  if (pEvent == nullptr || !pEvent->IsSignalled()) return false;
-  if (pWnd != nullptr) pWnd->Post(PM_CANCELLED, 0, 0);
-  return true;
-}
-
-// The singly charged mass (MH+) of a precursor of m/z dMz at charge nCharge.
-inline double SinglyChargedMass(double dMz, int nCharge) {
-  return nCharge * (dMz - kProton) + kProton;
-}
-
 // Whether writing path would overwrite the raw input (same file, or the same
 // normalised path when neither exists yet).
 bool IsSameFile(const std::string& strPath, const std::string& strOther);

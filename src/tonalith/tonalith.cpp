@@ -40,25 +40,9 @@ HRESULT Guarded(Work work, Clear clear) noexcept {
   return hr;
 }
 
-class CTonalith final : public ITonalith {
+class CTonalith final : public SingleInterfaceObject<ITonalith, IID_ITonalith> {
  public:
-  // IUnknown
-  HRESULT QueryInterface(REFIID iid, void** ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    if (iid == IID_IUnknown || iid == IID_ITonalith) {
-      *ppv = static_cast<ITonalith*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  std::uint32_t AddRef() override { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
-  std::uint32_t Release() override {
-    const std::uint32_t left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-  }
+  CTonalith() : SingleInterfaceObject(0) {}
 
   // ITonalith
   HRESULT ApplyFilter(const std::vector<double>& vFilterB, const std::vector<double>& vFilterA,
@@ -113,8 +97,7 @@ class CTonalith final : public ITonalith {
   }
 
  private:
-  ~CTonalith() = default;  // through Release only
-  std::atomic<std::uint32_t> refs_{0};
+  ~CTonalith() override = default;  // through Release only
 };
 
 // Makes a component object and answers interface iid of it.
