@@ -1,15 +1,15 @@
-// orvane clean [options] -o DIR INPUT...: the host of a cleaning run. It
-// checks the options and inputs, makes the output folders, opens the log,
-// runs the engine, shows progress from the engine's host messages and turns
-// SIGINT/SIGTERM into the run's cancel event.
+// orvane clean [options] -o OUT INPUT...: the host of a cleaning run. It
+// checks the options, inputs and outputs before any work, makes the output
+// folders, opens the log, runs the engine on each kind of input, shows
+// progress from the engine's messages and counts, and turns SIGINT/SIGTERM
+// into the run's cancel event.
 #include <malloc.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <thread>
@@ -18,13 +18,14 @@
 #include "cleaning/drivers.h"
 #include "commands.h"
 #include "console.h"
+#include "inputs.h"
 #include "output_safety.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
 #include "platform/text_file.h"
 #include "presets.h"
+#include "raw/scan_conversion.h"
 #include "raw_inputs.h"
-#include "readers/mz_reader.h"
 #include "settings.h"
 #include "spectrum/file_path.h"
 #include "stop_signals.h"
@@ -32,48 +33,9 @@
 namespace orvane::app {
 namespace {
 
+namespace fs = std::filesystem;
+
 CEvent& g_cancel = HostCancelEvent();
-
-// The input's kind by its extension; "run.mgf.gz" is MGF (the MGF reader
-// takes gzip files as they are), while "run.mzML.gz" is a raw file.
-std::string LowerExtension(const std::string& path) {
-  std::string ext = FilePath(WithoutGzipSuffix(path)).GetExtension();
-  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return ext;
-}
-
-int Fail(const std::string& message) {
-  std::fprintf(stderr, "orvane clean: %s\n", message.c_str());
-  return 1;
-}
-
-// The kind of the run from the inputs' extensions; nothing after setting
-// *pProblem.
-std::optional<InputKind> KindOfInputs(const std::vector<std::string>& inputs, std::string* pProblem) {
-  std::optional<InputKind> mode;
-  std::string first;
-  for (const std::string& input : inputs) {
-    const std::string ext = LowerExtension(input);
-    InputKind kind = InputKind::Raw;
-    if (ext == "dta") {
-      kind = InputKind::Dta;
-    } else if (ext == "mgf") {
-      kind = InputKind::Mgf;
-    } else if (!IsRawInput(input)) {
-      *pProblem = input + ": not a DTA or MGF file (raw inputs: .gz .mzml .mzxml)";
-      return std::nullopt;
-    }
-    if (mode && kind != *mode) {
-      *pProblem = "inputs of different kinds can't be cleaned in one run: " + first + " and " + input +
-                  "; clean one kind per run";
-      return std::nullopt;
-    }
-    if (!mode) first = input;
-    mode = kind;
-  }
-  return mode;
-}
-
 
 // Every spectrum goes through working copies of a few hundred kilobytes
 // each (the 0.05 grid of a 2000 Da spectrum is 40,000 points). By default
@@ -87,91 +49,154 @@ void KeepFreedMemory() {
   mallopt(M_TRIM_THRESHOLD, 512 * 1024 * 1024);
 }
 
+// The cleaned output of one input in the output folder, and its bad one:
+// "run.mgf.gz" and "run.mzML" give run_c.mgf, "-" stdin_c.mgf.
+std::pair<std::string, std::string> OutputsOf(const std::string& input, const std::string& folder, bool gzip) {
+  const std::optional<InputKind> kind = KindOfInput(input);
+  std::string title = input == "-" ? "stdin" : FilePath(WithoutGzipSuffix(input)).GetFileTitle();
+  std::string ext = input == "-" ? "mgf" : FilePath(WithoutGzipSuffix(input)).GetExtension();
+  if (kind == InputKind::Raw) {
+    title = RunNameOf(input);
+    ext = "mgf";
+  }
+  const std::string gz = gzip && kind != InputKind::Dta ? ".gz" : "";
+  return {folder + title + "_c." + ext + gz, folder + "badspectra/" + title + "_bad_c." + ext + gz};
+}
 
-using ErrorList = std::vector<std::pair<std::string, unsigned>>;
-
-// The end of a run that went through all of its inputs: the inputs that
-// left no output (every spectrum dropped: no empty file is made), then the
-// summary, with the inputs that had errors (exit status 1).
-int FinishRun(const Settings& o, const std::vector<std::string>& inputs, InputKind mode,
-              const std::string& folder, const ErrorList& errors, std::size_t spectra, double seconds,
-              const std::string& jobs) {
-  if (DialectOf(o) == MgfDialect::Modern && mode == InputKind::Mgf && !o.bMergeOutput && !o.bQuiet) {
+// Everything a run may write, checked before any work starts: each input's
+// outputs (or the merged ones, or the one file -o names), none of them
+// written by two inputs or over an input. "" or the problem.
+std::string CheckOutputs(const std::vector<std::string>& inputs, const OutputTarget& target, const Settings& o,
+                         bool separate, std::string* pSingleBad) {
+  const bool modern = DialectOf(o) == MgfDialect::Modern;
+  std::vector<std::string> outputs;
+  if (target.kind != OutputTarget::Folder) {
+    // One output: one input, or merged inputs of no MS level (those write
+    // SpectraMerged_ms2/_ms3 files of their own).
+    std::size_t nMgf = 0;
+    bool levels = false;
     for (const std::string& input : inputs) {
-      const std::string output = CleanOutputPaths(mode, {input}, folder, false, false).front();
-      bool failed = false;
-      for (const auto& entry : errors) failed = failed || entry.first == input;
-      std::error_code ec;
-      if (!failed && !std::filesystem::exists(output, ec))
-        std::fprintf(stderr, "orvane clean: %s: no spectrum left to write; no output made\n", input.c_str());
+      if (KindOfInput(input) != InputKind::Dta) ++nMgf;
+      const std::string title = input == "-" ? "" : FilePath(FilePath(WithoutGzipSuffix(input)).GetFileTitle()).GetFileTitle();
+      levels = levels || (title.size() >= 3 && (title.ends_with("ms2") || title.ends_with("ms3")));
+    }
+    const bool oneDta = inputs.size() == 1 && KindOfInput(inputs[0]) == InputKind::Dta;
+    const bool raw = std::any_of(inputs.begin(), inputs.end(), [](const std::string& i) { return KindOfInput(i) == InputKind::Raw; });
+    if (!oneDta && (nMgf != inputs.size() || (nMgf > 1 && (!o.bMergeOutput || levels))))
+      return "-o " + target.path + " names one output, but these inputs make " +
+             (inputs.size() == 1 ? std::string("more than one") : Format("%zu", inputs.size())) +
+             "; give a folder" + (nMgf > 1 && !o.bMergeOutput ? ", or --merge-output" : "");
+    if (raw && (!modern || o.bSplitMsLevels || o.convertTo != "mgf"))
+      return "-o " + target.path + " names one MGF output: raw inputs make one only in the modern dialect, converted "
+             "to MGF, without --split-ms-levels";
+    if (target.kind == OutputTarget::File) {
+      if (o.bGzip && !IsGzipName(target.path))
+        return "-o " + target.path + " is no .gz name: a file named .gz is compressed, --gzip is for folders";
+      outputs.push_back(target.path);
+      if (separate) {
+        const FilePath file(WithoutGzipSuffix(target.path));
+        *pSingleBad = file.GetFolder(true).GetString() + file.GetFileTitle() + "_bad." + file.GetExtension() +
+                      (IsGzipName(target.path) ? ".gz" : "");
+        outputs.push_back(*pSingleBad);
+      }
+    }
+  } else if (o.bMergeOutput && std::any_of(inputs.begin(), inputs.end(), [](const std::string& i) {
+               return KindOfInput(i) != InputKind::Dta;
+             })) {
+    const std::string gz = o.bGzip ? ".gz" : "";
+    for (const char* name : {"SpectraMerged_c.mgf", "SpectraMerged_ms2_c.mgf", "SpectraMerged_ms3_c.mgf",
+                             "badspectra/SpectraMerged_b.mgf", "badspectra/SpectraMerged_ms2_b.mgf",
+                             "badspectra/SpectraMerged_ms3_b.mgf"})
+      outputs.push_back(target.path + name + gz);
+  }
+  // Per input, in the folder: two inputs of one name would write one file.
+  std::map<std::string, std::string> writer;
+  for (const std::string& input : inputs) {
+    const bool merged = o.bMergeOutput && KindOfInput(input) != InputKind::Dta;
+    if (target.kind != OutputTarget::Folder || merged) continue;
+    const auto [clean, bad] = OutputsOf(input, target.path, o.bGzip);
+    for (const std::string& output : separate ? std::vector<std::string>{clean, bad} : std::vector<std::string>{clean}) {
+      const std::string key = fs::weakly_canonical(output).string();
+      if (const auto [it, fresh] = writer.emplace(key, input); !fresh)
+        return it->second + " and " + input + " would both write " + output +
+               "; rename one of them or clean them in runs of their own";
+      outputs.push_back(output);
     }
   }
-  const bool dta = mode == InputKind::Dta;
-  const char* unit = dta ? (spectra == 1 ? "DTA file" : "DTA files") : (spectra == 1 ? "spectrum" : "spectra");
-  if (!errors.empty()) {
-    std::string list;
-    for (const auto& [input, count] : errors)
-      list += Format("%s%s (%u error%s)", list.empty() ? "" : ", ", input.c_str(), count, count == 1 ? "" : "s");
-    return Fail(Format("finished with errors: %zu %s in %.3f s%s; errors in %s; outputs in %s", spectra, unit,
-                       seconds, jobs.c_str(), list.c_str(), folder.c_str()));
-  }
-  if (!o.bQuiet)
-    std::fprintf(stderr, "orvane clean: finished: %zu %s from %zu input%s in %.3f s (%.1f %s/s%s); outputs in %s\n",
-                 spectra, unit, inputs.size(), inputs.size() == 1 ? "" : "s", seconds,
-                 seconds > 0 ? spectra / seconds : 0.0, dta ? "files" : "spectra", jobs.c_str(), folder.c_str());
-  return 0;
+  if (!o.logFile.empty()) outputs.push_back(o.logFile);
+  if (const std::string clash = FindOutputOverInput(outputs, inputs); !clash.empty())
+    return "the output " + clash + "; choose another output or rename the input";
+  return {};
 }
 
-std::string StoppedText(const Settings& o, const std::string& folder) {
-  if (DialectOf(o) == MgfDialect::Classic) return "the outputs in " + folder + " hold what was cleaned so far";
-  return "the outputs of the inputs finished stay, those of the inputs in hand were discarded";
+// "1120 spectra read, 1105 written, 15 bad, 3 with too few peaks" of a run.
+std::string CountsText(const RunCounts& c, InputKind kind) {
+  std::string text = kind == InputKind::Dta && c.nRead > 0 ? Counted(c.nRead, "DTA file", "DTA files")
+                                                            : Counted(c.nRead, "spectrum", "spectra");
+  text += Format(" read, %llu written, %llu bad", static_cast<unsigned long long>(c.nWritten),
+                 static_cast<unsigned long long>(c.nBad));
+  if (c.nTooFewPeaks > 0)
+    text += Format(", %llu with too few peaks", static_cast<unsigned long long>(c.nTooFewPeaks));
+  if (c.nEmptied > 0) text += Format(", %llu left empty", static_cast<unsigned long long>(c.nEmptied));
+  if (c.nFailed > 0) text += Format(", %llu failed", static_cast<unsigned long long>(c.nFailed));
+  return text;
 }
 
-int RunClean(const std::vector<std::string>& inputs, const std::string& outputFolder) {
+// A folder the run made and left without a file goes again.
+void RemoveIfEmpty(const std::string& folder) {
+  std::error_code ec;
+  if (fs::is_directory(folder, ec) && fs::is_empty(folder, ec)) fs::remove(folder, ec);
+}
+
+int RunClean(const std::vector<std::string>& args, const std::string& output) {
   const Settings& o = CommandSettings();
-  if (const std::string problem = CheckSettings(o, kClean); !problem.empty()) return Fail(problem);
-  // From here to the end a stop is a stop: no gap between the conversion of
-  // raw inputs and the cleaning where a signal would end the process.
-  StopSignals signals;
-  g_cancel.Reset();
-
-  std::string problem;
-  const std::optional<InputKind> kind = KindOfInputs(inputs, &problem);
-  if (!kind) return Fail(problem);
-  const InputKind mode = *kind;
-  for (const std::string& input : inputs) {
-    std::error_code ec;
-    if (!std::filesystem::is_regular_file(input, ec)) return Fail("no such input file: " + input);
-  }
-  // Inputs are never written, whatever the outputs are called.
-  for (const std::string& input : inputs) ProtectInput(input);
-  if (mode == InputKind::Dta && (o.bMergeOutput || o.bSkipCleaning))
-    std::fprintf(stderr, "orvane clean: --merge-output and --skip-cleaning apply to MGF inputs only; "
-                         "ignored for DTA files\n");
-
-  // The output folder, and badspectra/ where a driver will write into it:
-  // the engine makes no folders.
-  std::string folder = outputFolder;
-  std::replace(folder.begin(), folder.end(), '\\', '/');
-  if (folder.empty()) return Fail("the output folder (-o) is empty");
-  if (folder.back() != '/') folder += '/';
+  if (const std::string problem = CheckSettings(o, kClean); !problem.empty()) return UsageError(problem);
+  std::vector<std::string> inputs;
+  if (const std::string problem = ExpandInputs(args, o.bRecursive, inputs); !problem.empty())
+    return UsageError(problem);
+  const OutputTarget target = ParseOutput(output);
+  if (target.path.empty()) return UsageError("the output (-o) is empty");
   CleanParams params;
   ApplyCleanSettings(o, params);
-  const bool separate = SeparatesBad(params);
-  {
-    // Refused before anything is written: an output (existing or not) that is
-    // an input.
-    std::vector<std::string> outputs = CleanOutputPaths(mode, inputs, folder, separate, o.bMergeOutput);
-    if (!o.logFile.empty()) outputs.push_back(o.logFile);
-    if (const std::string clash = FindOutputOverInput(outputs, inputs); !clash.empty())
-      return Fail("refused: the output " + clash + "; choose another output folder or rename the input");
+  const Verbosity verbosity = o.bQuiet ? Verbosity::Quiet : o.bVerbose ? Verbosity::Verbose : Verbosity::Normal;
+  RunCounts counts;
+  ConsoleProgress progress("clean", verbosity, inputs, &counts);
+  if (target.kind == OutputTarget::Standard && SeparatesBad(params)) {
+    // Standard output holds one stream of clean spectra: bad spectra have
+    // nowhere to go but into it (--bad-spectra leave), or nowhere.
+    params.nBadSpectraAction = BadSpectraAction::Delete;
+    progress.Say("bad spectra are left out of standard output (--bad-spectra leave keeps them in it)");
   }
+  std::string singleBad;
+  if (const std::string problem = CheckOutputs(inputs, target, o, SeparatesBad(params), &singleBad); !problem.empty())
+    return UsageError(problem);
+  const bool modern = DialectOf(o) == MgfDialect::Modern;
+  const bool anyDta = std::any_of(inputs.begin(), inputs.end(), [](const std::string& i) { return KindOfInput(i) == InputKind::Dta; });
+  if (anyDta && (o.bMergeOutput || o.bSkipCleaning))
+    progress.Say("--merge-output and --skip-cleaning apply to MGF inputs only; DTA files are cleaned one by one");
+
+  // From here on the run does its work; a stop is a stop, with no gap
+  // between the conversion of raw inputs and the cleaning.
+  StopSignals signals;
+  g_cancel.Reset();
+  for (const std::string& input : inputs) ProtectInput(input);
+  // The output folder (of a file, the file's), and badspectra/ where a
+  // driver will write into it: the engine makes no folders.
+  // Standard output has no folder: raw inputs are converted in the system's
+  // temporary one.
+  std::string folder = target.path;
+  if (target.kind == OutputTarget::File) folder = FilePath(target.path).GetFolder(true).GetString();
+  if (target.kind == OutputTarget::Standard) folder = fs::temp_directory_path().string() + "/";
+  if (folder.empty()) folder = "./";
   std::error_code ec;
-  std::filesystem::create_directories(folder, ec);
-  if (ec || !std::filesystem::is_directory(folder))
-    return Fail("can't make the output folder " + folder + ": " + ec.message());
-  if (separate || (mode != InputKind::Dta && o.bMergeOutput)) {
-    std::filesystem::create_directories(folder + "badspectra", ec);
+  const bool madeFolder = !fs::exists(folder, ec);
+  fs::create_directories(folder, ec);
+  if (ec || !fs::is_directory(folder)) return Fail("can't make the output folder " + folder + ": " + ec.message());
+  const bool separate = SeparatesBad(params);
+  const bool madeBad = target.kind == OutputTarget::Folder && (separate || o.bMergeOutput) &&
+                       !fs::exists(folder + "badspectra", ec);
+  if (madeBad) {
+    fs::create_directories(folder + "badspectra", ec);
     if (ec) return Fail("can't make the folder " + folder + "badspectra/: " + ec.message());
   }
   // Temporary files and folders of runs that were killed.
@@ -186,95 +211,130 @@ int RunClean(const std::vector<std::string>& inputs, const std::string& outputFo
     if (!log.Open(o.logFile, CStdioFile::modeCreate | CStdioFile::modeWrite | CStdioFile::modeDirect, &error))
       return Fail(error.Text());
   }
-
-  CleanFileList files;
-  files.nMode = mode;
-  std::int32_t row = 0;
-  for (const std::string& input : inputs) {
-    files.lstFiles.push_back(input);
-    files.lstRows.push_back(row++);
-  }
-
-  const ConsoleProgress::Style style =
-      o.bQuiet ? ConsoleProgress::Style::Quiet
-               : (::isatty(STDERR_FILENO) ? ConsoleProgress::Style::Bars : ConsoleProgress::Style::Lines);
-  ConsoleProgress progress(style, inputs);
   ConsoleReporter reporter(progress);
   IReporter* previous = SetReporter(&reporter);
-
   params.bWriteLog = log.IsOpen();
   params.pLogFile = log.IsOpen() ? &log : nullptr;
-  params.pFileList = &files;
   params.hProgressWnd = &progress;
   params.pCancelEvent = &g_cancel;
   params.strOutputFolder = folder;
 
-  if (mode == InputKind::Raw && !PrepareRawClean(inputs, params, o)) {
-    SetReporter(previous);
-    // A stop while raw inputs were converted is a stop, not a failure.
-    return g_cancel.IsSignalled() ? kExitStopped : 1;
+  // The inputs by the driver that takes them, in the order given: MGF files
+  // and the modern conversions of raw ones, DTA files, and raw files on the
+  // classic road. A raw input's conversion keeps its row.
+  CleanFileList mgf, dta, raw;
+  mgf.nMode = InputKind::Mgf;
+  dta.nMode = InputKind::Dta;
+  raw.nMode = InputKind::Raw;
+  int rawFailures = 0;
+  for (std::size_t i = 0; i < inputs.size() && !g_cancel.IsSignalled(); ++i) {
+    const std::string& input = inputs[i];
+    const auto row = static_cast<std::int32_t>(i);
+    const InputKind kind = *KindOfInput(input);
+    CleanFileList& list = kind == InputKind::Mgf ? mgf : kind == InputKind::Dta ? dta : raw;
+    if (kind == InputKind::Raw && modern) {
+      if (!ConvertForCleaning(input, row, o, folder, progress, o.convertTo == "mgf" ? mgf : dta) &&
+          !g_cancel.IsSignalled())
+        ++rawFailures;
+      continue;
+    }
+    list.lstFiles.push_back(input);
+    list.lstRows.push_back(row);
   }
+  if (!raw.lstFiles.empty()) PrepareClassicRaw(raw.lstFiles.front(), params, o);
 
   RunOptions run;
   run.dialect = DialectOf(o);
   run.nJobs = o.nJobs > 0 ? static_cast<unsigned>(o.nJobs) : std::max(1u, std::thread::hardware_concurrency());
+  run.bCountSpectra = false;  // the bar goes by bytes
+  run.bGzip = target.kind == OutputTarget::File ? IsGzipName(target.path) : o.bGzip;
+  run.pCounts = &counts;
+  if (target.kind != OutputTarget::Folder) {
+    run.strSingleOutput = target.path;
+    run.strSingleBadOutput = singleBad;
+  }
   KeepFreedMemory();
   const auto start = std::chrono::steady_clock::now();
-  const HRESULT hr = CleanFiles(&params, run);
+  HRESULT hr = S_OK;
+  for (CleanFileList* list : {&mgf, &dta, &raw}) {
+    if (list->lstFiles.empty() || g_cancel.IsSignalled()) continue;
+    params.pFileList = list;
+    const HRESULT listResult = CleanFiles(&params, run);
+    if (FAILED(listResult)) hr = listResult;
+    run.bWriteLogHead = false;  // one head for the whole log
+  }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  progress.Finish();
+  progress.ClearBar();
   SetReporter(previous);
-
   if (log.IsOpen()) {
     try {
       log.Close();
     } catch (const CFileException& e) {
-      std::fprintf(stderr, "orvane clean: %s\n", e.Text().c_str());
+      return Fail(e.Text());
     }
   }
+  if (madeBad) RemoveIfEmpty(folder + "badspectra");
+  if (madeFolder) RemoveIfEmpty(folder);
 
-  const std::size_t spectra = progress.Spectra();
+  const InputKind kind = dta.lstFiles.size() == inputs.size() ? InputKind::Dta : InputKind::Mgf;
   if (progress.Cancelled() || g_cancel.IsSignalled()) {
-    if (!o.bQuiet)
-      std::fprintf(stderr, "orvane clean: stopped after %zu %s; %s\n", spectra,
-                   mode == InputKind::Dta ? "DTA files" : "spectra", StoppedText(o, folder).c_str());
+    progress.Say("stopped after " + CountsText(counts, kind) + "; " +
+                 (modern ? "the outputs of the inputs finished stay, those of the inputs in hand were discarded"
+                         : "the outputs in " + folder + " hold what was cleaned so far"));
     return kExitStopped;
   }
-  if (FAILED(hr) && progress.Errors().empty())
-    return Fail(Format("the run failed (HRESULT 0x%x)", static_cast<unsigned>(hr)));
-  // Raw inputs that could not be converted were reported; the others were cleaned.
-  if (const int failed = RawInputFailures(); failed > 0) {
-    if (!o.bQuiet)
-      std::fprintf(stderr, "orvane clean: %d raw input%s could not be read; the others were cleaned\n", failed,
-                   failed == 1 ? "" : "s");
-    return 1;
+  if (modern && target.kind == OutputTarget::Folder && !o.bMergeOutput) {
+    for (const std::string& input : inputs) {
+      if (KindOfInput(input) == InputKind::Dta) continue;
+      bool failed = false;
+      for (const auto& entry : progress.Errors()) failed = failed || entry.first == input;
+      if (!failed && !fs::exists(OutputsOf(input, folder, o.bGzip).first, ec))
+        progress.Say(ShownPath(input) + ": no spectrum left to write; no output made");
+    }
   }
-  // The summary names the jobs the user asked for.
-  return FinishRun(o, inputs, mode, folder, progress.Errors(), spectra, seconds,
-                   o.nJobs > 1 ? Format(", %d jobs", o.nJobs) : std::string());
+  const std::string jobs = run.nJobs > 1 ? Format(", %u jobs", run.nJobs) : std::string();
+  const std::string rate =
+      Format("in %.3f s (%.1f %s/s%s)", seconds, seconds > 0 ? static_cast<double>(counts.nRead) / seconds : 0.0,
+             kind == InputKind::Dta ? "files" : "spectra", jobs.c_str());
+  const std::string where = target.kind == OutputTarget::Standard ? "standard output" : ShownPath(target.path, true);
+  if (!progress.Errors().empty() || FAILED(hr) || rawFailures > 0) {
+    std::string list;
+    for (const auto& [input, count] : progress.Errors())
+      list += Format("%s%s (%s)", list.empty() ? "" : ", ", ShownPath(input).c_str(),
+                     Counted(count, "error", "errors").c_str());
+    if (list.empty()) list = Format("the run (HRESULT 0x%x)", static_cast<unsigned>(hr));
+    progress.Say("finished with errors in " + list + "; " + CountsText(counts, kind) + " " + rate + "; outputs in " +
+                 where);
+    return kExitFailed;
+  }
+  progress.Say("finished: " + CountsText(counts, kind) + " " + rate + "; outputs in " + where);
+  return 0;
 }
 
-const char* kCleanSummary =
-    "Clean DTA or MGF files: bad spectra, isotope peaks, charge clusters, noise";
+const char* kCleanSummary = "Clean DTA, MGF, mzML and mzXML files: bad spectra, isotope peaks, charge clusters, noise";
 
 const char* kCleanFooter =
-    "\nTells good spectra from bad ones, removes isotope peaks, turns 2- and 3-fold charged\n"
-    "clusters into single peaks and, if asked, removes random noise. Inputs are DTA files or\n"
-    "MGF files, one kind per run. Each input gives DIR/<name>_c.<ext>; bad spectra go to\n"
-    "DIR/badspectra/<name>_bad_c.<ext>. Ctrl-C stops after the spectrum in hand, with the\n"
-    "outputs closed. Exit status: 0 finished, 130 stopped, 1 failed.\n"
+    "\nTells good spectra from bad ones, removes isotope peaks and, if asked, turns 2- and 3-fold\n"
+    "charged clusters into single peaks and removes random noise. Inputs are DTA, MGF (also .gz),\n"
+    "mzML and mzXML files (also .gz), folders of them (-r: with their subfolders), @FILE for the\n"
+    "inputs FILE lists one a line, and - for MGF on standard input; any mix of them in one run.\n"
+    "Each input gives OUT/<name>_c.<ext> (raw inputs _c.mgf); bad spectra go to\n"
+    "OUT/badspectra/<name>_bad_c.<ext>. With one output, -o may name a file (its bad spectra\n"
+    "beside it as <name>_bad.<ext>), or - for standard output. Outputs that two inputs would\n"
+    "write are refused before any work. Ctrl-C stops after the spectrum in hand; outputs not\n"
+    "finished are discarded. Exit status: 0 done, 1 some input failed, 2 usage error, 130 stopped.\n"
     "\nExamples:\n"
-    "  orvane clean -o cleaned/ run1.mgf                defaults: de-isotoping and deconvolution\n"
-    "  orvane clean -o cleaned/ spectra/*.dta           a folder of DTA files, one _c.dta each\n"
-    "  orvane clean -o cleaned/ --log run.log *.mgf     with a run log\n"
-    "  orvane clean -o cleaned/ --jobs 4 big.mgf        four engines; the same bytes as one\n"
-    "  orvane clean -o cleaned/ --params lab.toml *.mgf settings from a presets file\n"
+    "  orvane clean -o cleaned/ run1.mgf                  cleaned/run1_c.mgf\n"
+    "  orvane clean -o cleaned/ -r runs/                  every input under runs/\n"
+    "  orvane clean -o cleaned/ @today.txt run3.mzML.gz   the inputs a list names, and one more\n"
+    "  orvane clean -o run1_c.mgf.gz run1.mgf             one output, compressed\n"
+    "  orvane clean -o - run1.mgf | comet ...             onto standard output\n"
+    "  zcat run1.mgf.gz | orvane clean -o out.mgf -       from standard input\n"
+    "  orvane clean -o cleaned/ --log run.log --jobs 4 *.mgf\n"
+    "  orvane clean -o cleaned/ --params lab.toml *.mgf   settings from a presets file\n"
     "  orvane clean -o merged/ --skip-cleaning --merge-output a.mgf b.mgf\n"
-    "                                                   concatenate MGF files\n"
-    "  orvane clean -o cleaned/ --remove-noise --check-seq-tags run1.mgf\n"
-    "  orvane clean -o cleaned/ run1.mzML run2.mzML     converted to MGF, then cleaned\n"
+    "                                                     concatenate MGF files\n"
     "  orvane clean -o cleaned/ --convert-to dta --min-mass 600 run1.mzXML\n";
-
 
 }  // namespace
 
@@ -282,8 +342,8 @@ void AddCleanCommand(CLI::App& app) {
   static std::vector<std::string> inputs;
   static std::string output;
   auto* cmd = app.add_subcommand("clean", kCleanSummary);
-  cmd->add_option("inputs", inputs, "DTA, MGF, mzML or mzXML files")->required();
-  cmd->add_option("-o,--output", output, "Output folder; made with its badspectra/ subfolder when needed")
+  cmd->add_option("inputs", inputs, "DTA, MGF, mzML or mzXML files, folders of them, @FILE lists, or -")->required();
+  cmd->add_option("-o,--output", output, "Output folder (made when missing), or with one output its file, or -")
       ->required()
       ->group("Outputs");
   AddSettingOptions(cmd, &CommandSettings(), kClean);

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -11,8 +12,16 @@
 
 namespace orvane::app {
 
-const char* VersionText();
+// "orvane 1.0.0.1 ...": the version, the FFT backend and its licence, the
+// compiler and the build type.
+std::string VersionText();
 const char* MainExamples();
+// The layout of every help text.
+std::shared_ptr<CLI::Formatter> HelpFormatter();
+// orvane help [COMMAND]: listed by AddHelpCommand, answered by HelpCommand
+// (argv[1] is "help") before the command line is parsed.
+void AddHelpCommand(CLI::App& app);
+int HelpCommand(CLI::App& app, int argc, char** argv);
 
 // orvane info FILE...: one line per DTA file, a summary per MGF file.
 void AddInfoCommand(CLI::App& app);
@@ -39,8 +48,16 @@ class ErrorCountingReporter final : public IReporter {
   ScopedThreadReporter scope_;
 };
 
-// The exit status of a run stopped by Ctrl-C or SIGTERM.
+// Exit statuses: done, some input failed, a usage error (nothing done), and
+// a run stopped by Ctrl-C or SIGTERM.
+inline constexpr int kExitFailed = 1;
+inline constexpr int kExitUsage = 2;
 inline constexpr int kExitStopped = 130;
+
+// "orvane: error: TEXT" on standard error; answers kExitUsage.
+int UsageError(const std::string& text);
+// The same for a failure of the run; answers kExitFailed.
+int Fail(const std::string& text);
 
 // The exit status the chosen subcommand left.
 int ExitCode();

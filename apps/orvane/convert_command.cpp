@@ -1,37 +1,30 @@
-// orvane convert: between DTA and MGF files through the engine's conversions.
+// orvane convert --to mgf|dta -o OUT INPUT...: the engine's conversions.
 //
-//   orvane convert --to mgf -o DIR A.dta B.dta ...  one MGF file named after the
-//                                                   first input's title up to its
-//                                                   first dot (DtaFolderToMgf)
-//   orvane convert --to dta -o DIR X.mgf ...        one DTA file per spectrum of
-//                                                   each input (MgfToDta)
-//   orvane convert --to mgf -o DIR X.mgf            X.mgf read and written again in
-//                                                   the chosen MGF dialect
-//
-//   orvane convert --to mgf|dta -o DIR run.mzML       instrument files (raw_inputs.h)
-
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
+//   DTA files   --to mgf   one MGF file, named after the first one's title up
+//                          to its first dot (DtaFolderToMgf), or as -o names it
+//   MGF files   --to dta   one DTA file per spectrum (MgfToDta)
+//               --to mgf   read and written again in the chosen MGF dialect
+//   mzML/mzXML  either     every MS/MS scan (raw_inputs.h)
+#include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "commands.h"
+#include "console.h"
+#include "inputs.h"
 #include "output_safety.h"
 #include "platform/format.h"
 #include "platform/reporter.h"
 #include "platform/text_file.h"
 #include "presets.h"
 #include "raw/conversions.h"
+#include "raw/scan_conversion.h"
 #include "raw_inputs.h"
-#include "readers/mz_reader.h"
 #include "settings.h"
-#include "spectrum/disk_object.h"
 #include "spectrum/dta.h"
 #include "spectrum/file_path.h"
 #include "spectrum/mgf_file.h"
@@ -40,70 +33,56 @@
 namespace orvane::app {
 namespace {
 
-// The input's kind by its extension; "run.mgf.gz" is "mgf" (the MGF reader
-// takes gzip files as they are), while "run.mzML.gz" stays "gz" for the raw
-// handler.
-std::string LowerExtension(const std::string& path) {
-  std::string e = FilePath(path).GetExtension();
-  for (auto& c : e) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  if (e == "gz") {
-    std::string inner = FilePath(WithoutGzipSuffix(path)).GetExtension();
-    for (auto& c : inner) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (inner == "mgf") return inner;
-  }
-  return e;
-}
+namespace fs = std::filesystem;
 
-// The host window of a conversion: a stop (Ctrl-C, SIGTERM) seen between two
-// steps ends the process there. The conversions write each output under a
-// temporary name until it is complete, so what stands under a final name
-// stays, and the outputs in progress go.
+// The host window of a conversion: the console's, and a stop (Ctrl-C,
+// SIGTERM) seen between two steps ends the process there. The conversions
+// write each output under a temporary name until it is complete, so what
+// stands under a final name stays, and the outputs in progress go.
 class StopWindow final : public CWnd {
  public:
-  explicit StopWindow(std::string folder) : folder_(std::move(folder)) {}
-  void Send(unsigned, WPARAM, LPARAM) override { StopIfAsked(); }
-  void Post(unsigned, WPARAM, LPARAM) override { StopIfAsked(); }
-  void StopIfAsked() const {
+  StopWindow(ConsoleProgress& console, std::string folder) : console_(console), folder_(std::move(folder)) {}
+  void Send(unsigned message, WPARAM wParam, LPARAM lParam) override {
+    StopIfAsked();
+    console_.Send(message, wParam, lParam);
+  }
+  void Post(unsigned message, WPARAM wParam, LPARAM lParam) override {
+    StopIfAsked();
+    console_.Post(message, wParam, lParam);
+  }
+  void StopIfAsked() {
     if (!HostCancelEvent().IsSignalled()) return;
     RemoveOwnTemporaries(folder_);
     std::fflush(stdout);
-    std::fprintf(stderr, "orvane convert: stopped; the outputs finished stay, the ones in progress "
-                         "were discarded\n");
+    console_.Say("stopped; the outputs finished stay, the ones in progress were discarded");
     std::_Exit(kExitStopped);
   }
 
  private:
+  ConsoleProgress& console_;
   std::string folder_;
 };
 
-// An input that can't be read is named here, before the engine sees it.
-bool Readable(const std::string& path) {
-  struct stat st {};
-  if (::stat(path.c_str(), &st) != 0 || ::access(path.c_str(), R_OK) != 0) {
-    ShowError(Format("Can't read the input %s: %s.", path.c_str(), std::strerror(errno)));
-    return false;
-  }
-  if (S_ISDIR(st.st_mode)) {
-    ShowError(Format("Can't read the input %s: it is a folder.", path.c_str()));
-    return false;
-  }
-  return true;
+// The one MGF output of a conversion: where -o named it, else in the folder.
+std::string MgfOutput(const ConvertJob& job, const std::string& name) {
+  return job.outputFile.empty() ? job.outputFolder + name + (job.bGzip ? ".gz" : "") : job.outputFile;
 }
 
-// An MGF file read and written again, block by block, in the engine's dialect.
+// An MGF file read and written again, block by block, in the chosen dialect.
 int RewriteMgf(const ConvertJob& job, const std::string& input) {
-  // run.mgf.gz is written as run.mgf.
-  const std::string output = job.outputFolder + FilePath(WithoutGzipSuffix(input)).GetFileName();
+  // run.mgf.gz is written as run.mgf (run.mgf.gz with --gzip).
+  const std::string name = input == "-" ? "stdin.mgf" : FilePath(WithoutGzipSuffix(input)).GetFileName();
+  const std::string output = MgfOutput(job, name);
   CStdioFile in;
   CStdioFile out;
   CFileException error;
+  const unsigned gzip = job.bGzip ? CStdioFile::modeGzip : 0u;
   if (!in.Open(input, CStdioFile::modeRead | CStdioFile::shareDenyWrite, &error) ||
-      !out.Open(output, CStdioFile::modeCreate | CStdioFile::modeWrite | CStdioFile::typeText,
-                &error)) {
+      !out.Open(output, CStdioFile::modeCreate | CStdioFile::modeWrite | CStdioFile::typeText | gzip, &error)) {
     error.ReportError();
-    return 1;
+    return kExitFailed;
   }
-  unsigned spectra = 0;
+  std::uint64_t spectra = 0;
   Dta dta;
   try {
     for (;;) {
@@ -118,30 +97,30 @@ int RewriteMgf(const ConvertJob& job, const std::string& input) {
     }
     if (in.ReadFailed()) {  // the box is shown; part of a file is no output
       out.Abort();
-      return 1;
+      return kExitFailed;
     }
     out.Close();
   } catch (const CFileException& e) {
     e.ReportError();
     out.Abort();
-    return 1;
+    return kExitFailed;
   }
-  std::printf("%s -> %s (%u spectra)\n", input.c_str(), output.c_str(), spectra);
+  job.pConsole->Say(ShownPath(input) + " -> " + ShownPath(output, true) + " (" +
+                    Counted(spectra, "spectrum", "spectra") + ")");
   return 0;
 }
 
-int DtaFilesToMgf(const ConvertJob& job, const std::vector<std::string>& inputs) {
+int DtaFilesToMgf(const ConvertJob& job, CWnd* pWindow, const std::vector<std::string>& inputs) {
   StringList files(inputs.begin(), inputs.end());
-  const HRESULT hr = DtaFolderToMgf(&files, job.outputFolder, job.pWindow, job.dialect);
-  if (FAILED(hr)) return 1;
-  std::printf("%zu DTA files -> %s\n", inputs.size(), job.outputFolder.c_str());
+  const std::string output = MgfOutput(job, CollectedMgfName(inputs.front(), job.dialect));
+  if (FAILED(DtaFilesToMgf(&files, output, pWindow, job.dialect, job.bGzip))) return kExitFailed;
+  job.pConsole->Say(Counted(inputs.size(), "DTA file", "DTA files") + " -> " + ShownPath(output, true));
   return 0;
 }
 
-int MgfFileToDta(const ConvertJob& job, const std::string& input) {
-  const HRESULT hr = MgfToDta(input, job.outputFolder, job.pWindow, job.dialect);
-  if (FAILED(hr)) return 1;
-  std::printf("%s -> %s\n", input.c_str(), job.outputFolder.c_str());
+int MgfFileToDta(const ConvertJob& job, CWnd* pWindow, const std::string& input) {
+  if (FAILED(MgfToDta(input, job.outputFolder, pWindow, job.dialect))) return kExitFailed;
+  job.pConsole->Say(ShownPath(input) + " -> " + job.outputFolder);
   return 0;
 }
 
@@ -151,107 +130,133 @@ struct ConvertOptions {
   std::vector<std::string> inputs;
 };
 
+// What -o asks against what the inputs make, and outputs that two inputs
+// would write or that are inputs: "" or the problem.
+std::string CheckOutputs(const ConvertOptions& options, const std::vector<std::string>& inputs,
+                         const OutputTarget& target, const Settings& settings) {
+  const MgfDialect dialect = DialectOf(settings);
+  const bool toMgf = options.target == "mgf";
+  std::vector<std::string> dtaInputs;
+  std::size_t others = 0;
+  for (const std::string& input : inputs) {
+    const InputKind kind = *KindOfInput(input);
+    if (kind == InputKind::Dta && !toMgf) return input + " is a DTA file already: nothing to convert";
+    if (kind == InputKind::Dta) dtaInputs.push_back(input);
+    else ++others;
+    if (kind == InputKind::Raw && target.kind != OutputTarget::Folder &&
+        (dialect == MgfDialect::Classic || settings.bSplitMsLevels))
+      return "-o " + target.path + " names one MGF output: raw inputs make one only in the modern dialect, "
+             "without --split-ms-levels";
+  }
+  if (target.kind != OutputTarget::Folder) {
+    if (!toMgf) return "DTA outputs are one file a spectrum: -o names a folder for --to dta";
+    if (others + (dtaInputs.empty() ? 0 : 1) != 1)
+      return "-o " + target.path + " names one output, but these inputs make more than one; give a folder";
+    if (target.kind == OutputTarget::File && settings.bGzip && !IsGzipName(target.path))
+      return "-o " + target.path + " is no .gz name: a file named .gz is compressed, --gzip is for folders";
+  }
+  std::vector<std::string> outputs;
+  std::map<std::string, std::string> writer;
+  auto add = [&](const std::string& output, const std::string& input) -> std::string {
+    const std::string key = fs::weakly_canonical(output).string();
+    if (const auto [it, fresh] = writer.emplace(key, input); !fresh)
+      return it->second + " and " + input + " would both write " + output +
+             "; rename one of them or convert them in runs of their own";
+    outputs.push_back(output);
+    return {};
+  };
+  const std::string gz = settings.bGzip ? ".gz" : "";
+  for (const std::string& input : inputs) {
+    std::string problem;
+    const InputKind kind = *KindOfInput(input);
+    if (target.kind != OutputTarget::Folder) problem = add(target.path, input);
+    else if (kind == InputKind::Mgf && toMgf)
+      problem = add(target.path + (input == "-" ? "stdin.mgf" : FilePath(WithoutGzipSuffix(input)).GetFileName()) + gz, input);
+    else if (kind == InputKind::Raw && toMgf)
+      problem = add(target.path + RunNameOf(input) + ".mgf" + gz, input);
+    if (!problem.empty()) return problem;
+  }
+  if (!dtaInputs.empty() && target.kind == OutputTarget::Folder)
+    if (std::string problem = add(target.path + CollectedMgfName(dtaInputs.front(), dialect) + gz, dtaInputs.front());
+        !problem.empty())
+      return problem;
+  if (const std::string clash = FindOutputOverInput(outputs, inputs); !clash.empty())
+    return "the output " + clash + "; choose another output or rename the input";
+  return {};
+}
+
 int RunConvert(const ConvertOptions& options) {
   const Settings& settings = CommandSettings();
-  ErrorCountingReporter reporter;
-  if (const std::string problem = CheckSettings(settings, kConvert); !problem.empty()) {
-    ShowError(problem);
-    return 1;
-  }
-  int status = 0;
+  if (const std::string problem = CheckSettings(settings, kConvert); !problem.empty()) return UsageError(problem);
+  std::vector<std::string> inputs;
+  if (const std::string problem = ExpandInputs(options.inputs, settings.bRecursive, inputs); !problem.empty())
+    return UsageError(problem);
+  const OutputTarget target = ParseOutput(options.output);
+  if (target.path.empty()) return UsageError("the output (-o) is empty");
+  if (const std::string problem = CheckOutputs(options, inputs, target, settings); !problem.empty())
+    return UsageError(problem);
+
   StopSignals signals;
   HostCancelEvent().Reset();
-  const MgfDialect dialect = DialectOf(settings);
-
-  std::string folder = options.output;
-  if (folder.empty() || folder.back() != '/') folder += '/';
-  CDiskObject disk;
-  if (!disk.CreateDirectory(folder)) {
-    ShowPlain(Format("Can't create the output folder %s: %s", folder.c_str(),
-                     disk.strErrorMessage.c_str()));
-    return 1;
-  }
-
-  // Refused before anything is written: an output that is an input (MGF
-  // files rewritten into their own folder, say).
-  std::vector<std::string> outputs;
-  std::string firstDta;
-  for (const std::string& input : options.inputs) {
-    const std::string ext = LowerExtension(input);
-    if (ext == "mgf" && options.target == "mgf")
-      outputs.push_back(folder + FilePath(WithoutGzipSuffix(input)).GetFileName());
-    if (ext == "dta" && firstDta.empty()) firstDta = input;
-  }
-  if (!firstDta.empty() && options.target == "mgf") {
-    // The collected MGF file is named after the first DTA file's title up to
-    // its first dot (the whole title in the modern dialect when it has none).
-    const std::string title = FilePath(firstDta).GetFileTitle();
-    const std::size_t dot = title.find('.');
-    std::string name = dot == std::string::npos ? std::string() : title.substr(0, dot);
-    if (dot == std::string::npos && dialect == MgfDialect::Modern) name = title;
-    outputs.push_back(folder + name + ".mgf");
-  }
-  if (const std::string clash = FindOutputOverInput(outputs, options.inputs); !clash.empty()) {
-    ShowPlain("Refused: the output " + clash + ".");
-    return 1;
-  }
+  for (const std::string& input : inputs) ProtectInput(input);
+  std::string folder = target.kind == OutputTarget::Folder ? target.path
+                       : target.kind == OutputTarget::File ? FilePath(target.path).GetFolder(true).GetString()
+                                                           : fs::temp_directory_path().string() + "/";
+  if (folder.empty()) folder = "./";
+  std::error_code ec;
+  fs::create_directories(folder, ec);
+  if (ec || !fs::is_directory(folder)) return Fail("can't make the output folder " + folder + ": " + ec.message());
   RemoveStaleTemporaries(folder);
 
-  StopWindow window(folder);
-  const ConvertJob job{options.target, folder, dialect, &window};
-  std::vector<std::string> dtaInputs;
-  for (const std::string& input : options.inputs) ProtectInput(input);
+  const Verbosity verbosity = settings.bQuiet ? Verbosity::Quiet : settings.bVerbose ? Verbosity::Verbose : Verbosity::Normal;
+  ConsoleProgress console("convert", verbosity, inputs, nullptr);
+  ConsoleReporter reporter(console);
+  IReporter* previous = SetReporter(&reporter);
+  StopWindow window(console, folder);
+  ConvertJob job;
+  job.target = options.target;
+  job.outputFolder = folder;
+  job.outputFile = target.kind == OutputTarget::Folder ? std::string() : target.path;
+  job.dialect = DialectOf(settings);
+  job.bGzip = target.kind == OutputTarget::File ? IsGzipName(target.path) : settings.bGzip;
+  job.pConsole = &console;
+
   // Each input's result: 0, 1 (reported), or a stop. An input counts as
   // failed when it says so or when an error was shown while it was in hand.
-  std::vector<std::string> failed;
-  std::string current;
-  int failuresBefore = 0;
-  auto add = [&](int result) {
-    if (result == kExitStopped) return true;
-    if (result != 0 || reporter.failures > failuresBefore) failed.push_back(current);
-    status |= result != 0 ? 1 : 0;
-    return false;
-  };
-  for (const std::string& input : options.inputs) {
+  bool failed = false;
+  std::vector<std::string> dtaInputs;
+  std::size_t firstDta = 0;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
     window.StopIfAsked();
-    current = input;
-    failuresBefore = reporter.failures;
-    if (!Readable(input)) {
-      add(1);
-      continue;
-    }
-    const std::string ext = LowerExtension(input);
-    if (ext == "dta") {
-      if (options.target == "mgf") {
-        dtaInputs.push_back(input);
-      } else {
-        ShowError(Format("%s is a DTA file already: nothing to convert.", input.c_str()));
-        add(1);
-      }
-    } else if (ext == "mgf") {
-      if (add(options.target == "dta" ? MgfFileToDta(job, input) : RewriteMgf(job, input)))
-        window.StopIfAsked();
-    } else if (IsRawInput(input)) {
-      if (add(ConvertRawInput(job, input, settings))) window.StopIfAsked();
+    const std::string& input = inputs[i];
+    console.SetInput(i);
+    const InputKind kind = *KindOfInput(input);
+    int result = 0;
+    if (kind == InputKind::Dta) {
+      if (dtaInputs.empty()) firstDta = i;
+      dtaInputs.push_back(input);
+    } else if (kind == InputKind::Mgf) {
+      result = options.target == "dta" ? MgfFileToDta(job, &window, input) : RewriteMgf(job, input);
     } else {
-      ShowError(Format("Can't convert %s: not a DTA or MGF file.", input.c_str()));
-      add(1);
+      result = ConvertRawInput(job, input, settings);
     }
+    if (result == kExitStopped) window.StopIfAsked();
+    failed = failed || result != 0;
   }
   if (!dtaInputs.empty()) {
-    current = dtaInputs.size() == 1 ? dtaInputs.front() : Format("the %zu DTA files", dtaInputs.size());
-    failuresBefore = reporter.failures;
-    add(DtaFilesToMgf(job, dtaInputs));
+    console.SetInput(firstDta);
+    failed = DtaFilesToMgf(job, &window, dtaInputs) != 0 || failed;
   }
   window.StopIfAsked();
-  if (reporter.failures > 0) status = 1;
-  if (status != 0) {
+  SetReporter(previous);
+  if (failed || !console.Errors().empty()) {
     std::string list;
-    for (const std::string& name : failed) list += (list.empty() ? "" : ", ") + name;
-    std::fprintf(stderr, "orvane convert: finished with errors%s%s\n", list.empty() ? "" : " in ",
-                 list.c_str());
+    for (const auto& [input, count] : console.Errors())
+      list += Format("%s%s (%s)", list.empty() ? "" : ", ", ShownPath(input).c_str(), Counted(count, "error", "errors").c_str());
+    console.Say("finished with errors" + (list.empty() ? std::string() : " in " + list));
+    return kExitFailed;
   }
-  return status;
+  return 0;
 }
 
 }  // namespace
@@ -259,20 +264,27 @@ int RunConvert(const ConvertOptions& options) {
 void AddConvertCommand(CLI::App& app) {
   static ConvertOptions options;
   auto* cmd = app.add_subcommand("convert", "Convert between DTA and MGF files, and mzML/mzXML files to MGF or DTA");
-  cmd->add_option("--to", options.target, "Format to make: mgf (DTA files collected into one MGF "
-                                          "file) or dta (one DTA file per MGF spectrum)")
+  cmd->add_option("--to", options.target,
+                  "Format to make: mgf (DTA files collected into one MGF file; MGF files written again; raw "
+                  "files) or dta (one DTA file per spectrum)")
       ->required()
       ->check(CLI::IsMember({"mgf", "dta"}));
-  cmd->add_option("-o,--output", options.output, "Output folder; made if missing")->required();
-  cmd->add_option("files", options.inputs, "Input files")->required();
+  cmd->add_option("-o,--output", options.output, "Output folder (made when missing), or with one MGF output its file, or -")
+      ->required();
+  cmd->add_option("inputs", options.inputs, "DTA, MGF, mzML or mzXML files, folders of them, @FILE lists, or -")
+      ->required();
   AddSettingOptions(cmd, &CommandSettings(), kConvert);
   AddPresetOptions(cmd, false);
   cmd->footer(
+      "\nMessages go to standard error, one line per input made (none with -q). Exit status: 0 done,\n"
+      "1 some input failed, 2 usage error (nothing done), 130 stopped.\n"
       "\nExamples:\n"
       "  orvane convert --to dta -o spectra/ run1.mgf\n"
-      "  orvane convert --to mgf -o out/ spectra/*.dta\n"
+      "  orvane convert --to mgf -o out/ spectra/        the DTA files of a folder, as one MGF file\n"
       "  orvane convert --to mgf --mgf-dialect classic -o out/ run1.mgf\n"
       "  orvane convert --to mgf -o out/ run1.mzML run2.mzXML.gz\n"
+      "  orvane convert --to mgf -o run1.mgf.gz run1.mzML\n"
+      "  orvane convert --to mgf -o - run1.mzML | head\n"
       "  orvane convert --to dta --split-ms-levels -o out/ run1.mzML\n");
   cmd->callback([] { SetExitCode(RunConvert(options)); });
 }

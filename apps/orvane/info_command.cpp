@@ -9,6 +9,9 @@
 #include "platform/reporter.h"
 #include "platform/text_file.h"
 #include "readers/mz_reader.h"
+#include "console.h"
+#include "inputs.h"
+#include "presets.h"
 #include "settings.h"
 #include "spectrum/dta.h"
 #include "spectrum/dta_file.h"
@@ -17,15 +20,6 @@
 
 namespace orvane::app {
 namespace {
-
-int g_exitCode = 0;
-
-// "run.mgf.gz" counts as "mgf": the MGF reader takes gzip files as they are.
-bool HasExtension(const std::string& path, const char* ext) {
-  std::string e = FilePath(WithoutGzipSuffix(path)).GetExtension();
-  for (auto& c : e) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return e == ext;
-}
 
 int InfoDta(const std::string& path, MgfDialect dialect) {
   Dta dta;
@@ -158,34 +152,14 @@ int InfoRaw(const std::string& path) {
 
 }  // namespace
 
-const char* VersionText() { return "1.0.0.1 (engine version 2411)"; }
-
-const char* MainExamples() {
-  return "\nExamples:\n"
-         "  orvane clean -o cleaned/ run1.mgf            clean an MGF file (DIR/run1_c.mgf,\n"
-         "                                               bad spectra in DIR/badspectra/)\n"
-         "  orvane clean -o cleaned/ spectra/*.dta       clean a folder of DTA files\n"
-         "  orvane convert --to mgf -o out/ run1.mzML    convert an instrument file to MGF...\n"
-         "  orvane clean -o cleaned/ out/run1.mgf        ...and clean it\n"
-         "  orvane clean -o cleaned/ run1.mzML           or both in one go\n"
-         "  orvane clean -o all/ --skip-cleaning --merge-output a.mgf b.mgf\n"
-         "                                               concatenate MGF files (all/SpectraMerged_c.mgf)\n"
-         "  orvane info cleaned/run1_c.mgf               count spectra, charges and peaks\n"
-         "  orvane info run1.mzML                        spectra per MS level, charges, times\n"
-         "  orvane params > lab.toml                     the settings as a presets file,\n"
-         "  orvane clean --params lab.toml -o cleaned/ run1.mgf   to edit and reuse\n"
-         "\nEach command has its own help: orvane clean --help, orvane convert --help.\n";
-}
-
-int ExitCode() { return g_exitCode; }
-void SetExitCode(int code) { g_exitCode = code; }
-
 void AddInfoCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("info", "Show what DTA, MGF, mzML and mzXML files hold");
   static std::vector<std::string> files;
-  cmd->add_option("files", files, "DTA, MGF, mzML or mzXML files (MGF, mzML and mzXML also .gz)")
+  cmd->add_option("inputs", files, "DTA, MGF, mzML or mzXML files (MGF, mzML and mzXML also .gz), folders of them, "
+                  "@FILE lists, or - for MGF on standard input")
       ->required();
   AddSettingOptions(cmd, &CommandSettings(), kInfo);
+  AddPresetOptions(cmd, false);
   cmd->footer(
       "\nOne line per file, its fields separated by tabs:\n"
       "  DTA           PATH  title=T  mass=MH+  charge=Z  peaks=N\n"
@@ -195,6 +169,8 @@ void AddInfoCommand(CLI::App& app) {
       "An MGF spectrum that states several charges counts under each; refused=N counts\n"
       "the spectra the modern dialect refused (their values are not usable), and the\n"
       "file then counts as failed.\n"
+      "The lines go to standard output, messages to standard error. Exit status: 0 done, 1 some\n"
+      "input failed, 2 usage error.\n"
       "For instrument files the charges are the MS/MS spectra's precursor charges as the\n"
       "file states them (0: none stated), rt is in seconds, and instrument and analyzer\n"
       "appear where the file names them.\n"
@@ -202,25 +178,32 @@ void AddInfoCommand(CLI::App& app) {
       "  orvane info run1.mgf.gz cleaned/run1_c.mgf\n"
       "  orvane info run1.mzML run2.mzXML.gz\n");
   cmd->callback([] {
-    if (const std::string problem = CheckSettings(CommandSettings(), kInfo); !problem.empty()) {
-      ShowError(problem);
-      SetExitCode(1);
+    const Settings& settings = CommandSettings();
+    if (const std::string problem = CheckSettings(settings, kInfo); !problem.empty()) {
+      SetExitCode(UsageError(problem));
       return;
     }
-    const MgfDialect chosen = DialectOf(CommandSettings());
+    std::vector<std::string> inputs;
+    if (const std::string problem = ExpandInputs(files, settings.bRecursive, inputs); !problem.empty()) {
+      SetExitCode(UsageError(problem));
+      return;
+    }
+    const Verbosity verbosity = settings.bQuiet ? Verbosity::Quiet : settings.bVerbose ? Verbosity::Verbose : Verbosity::Normal;
+    ConsoleProgress console("info", verbosity, inputs, nullptr);
+    ConsoleReporter reporter(console);
+    IReporter* previous = SetReporter(&reporter);
+    const MgfDialect chosen = DialectOf(settings);
     int status = 0;
-    for (const auto& f : files) {
-      if (HasExtension(f, "dta")) {
-        status |= InfoDta(f, chosen);
-      } else if (HasExtension(f, "mgf")) {
-        status |= InfoMgf(f, chosen);
-      } else if (IsRawInput(f)) {
-        status |= InfoRaw(f);
-      } else {
-        ShowError("not a DTA, MGF, mzML or mzXML file: " + f);
-        status = 1;
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+      const std::string& f = inputs[i];
+      console.SetInput(i);
+      switch (*KindOfInput(f)) {
+        case InputKind::Dta: status |= InfoDta(f, chosen); break;
+        case InputKind::Mgf: status |= InfoMgf(f, chosen); break;
+        case InputKind::Raw: status |= InfoRaw(f); break;
       }
     }
+    SetReporter(previous);
     SetExitCode(status);
   });
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <sys/stat.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -15,27 +16,21 @@ namespace orvane::app {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> CleanOutputPaths(InputKind nMode, const std::vector<std::string>& inputs,
-                                          const std::string& folder, bool bSeparateBad,
-                                          bool bMergeOutput) {
-  std::vector<std::string> outputs;
-  if (nMode == InputKind::Mgf && bMergeOutput) {
-    for (const char* name : {"SpectraMerged_c.mgf", "SpectraMerged_ms2_c.mgf",
-                             "SpectraMerged_ms3_c.mgf", "badspectra/SpectraMerged_b.mgf",
-                             "badspectra/SpectraMerged_ms2_b.mgf",
-                             "badspectra/SpectraMerged_ms3_b.mgf"})
-      outputs.push_back(folder + name);
-    return outputs;
-  }
-  if (nMode == InputKind::Raw) return outputs;
-  for (const std::string& input : inputs) {
-    const FilePath path(WithoutGzipSuffix(input));  // run.mgf.gz gives run_c.mgf
-    const std::string title = path.GetFileTitle();
-    const std::string ext = path.GetExtension();
-    outputs.push_back(folder + title + "_c." + ext);
-    if (bSeparateBad) outputs.push_back(folder + "badspectra/" + title + "_bad_c." + ext);
-  }
-  return outputs;
+bool IsGzipName(const std::string& path) { return WithoutGzipSuffix(path) != path; }
+
+OutputTarget ParseOutput(const std::string& output) {
+  if (output == "-") return {OutputTarget::Standard, output};
+  std::string path = output;
+  for (char& c : path)
+    if (c == '\\') c = '/';
+  std::string ext = FilePath(WithoutGzipSuffix(path)).GetExtension();
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  std::error_code ec;
+  const bool file = !path.empty() && path.back() != '/' && !fs::is_directory(path, ec) &&
+                    (ext == "mgf" || (ext == "dta" && !IsGzipName(path)));
+  if (file) return {OutputTarget::File, path};
+  if (!path.empty() && path.back() != '/') path += '/';
+  return {OutputTarget::Folder, path};
 }
 
 namespace {

@@ -9,13 +9,16 @@
 
 namespace orvane::app {
 
-// Every file a cleaning run can write into folder (ends in "/"): per input of
-// title T and extension E (a final ".gz" left out), T_c.E and, when bad
-// spectra are separated, badspectra/T_bad_c.E; in the merged form of MGF runs the six SpectraMerged
-// files instead. Raw runs name none here.
-std::vector<std::string> CleanOutputPaths(InputKind nMode, const std::vector<std::string>& inputs,
-                                          const std::string& folder, bool bSeparateBad,
-                                          bool bMergeOutput);
+// Where a command writes, as -o names it: standard output ("-"); a file, for
+// a path ending in .mgf, .mgf.gz or .dta that is no folder; else a folder
+// (path ending in "/", made when missing).
+struct OutputTarget {
+  enum Kind { Folder, File, Standard } kind = Folder;
+  std::string path;
+};
+OutputTarget ParseOutput(const std::string& output);
+// Whether a path ends in ".gz" (any case).
+bool IsGzipName(const std::string& path);
 
 // True if the two paths name the same file: by device and inode when both
 // exist, else by their canonical form (the folder resolved, the name as

@@ -141,9 +141,16 @@ const Row kRows[] = {
     {"keep-converted", kClean, nullptr, kRaw, &Settings::bKeepConverted,
      "Keep the plain conversion of raw inputs in the output folder beside the cleaned files; "
      "else it is made in a temporary place and removed"},
-    {"log", kClean, nullptr, kRun, &Settings::logFile, "Write a run log to this file"},
-    {"q,quiet", kClean, nullptr, kRun, &Settings::bQuiet,
-     "No progress and no summary on standard error"},
+    {"gzip", kClean | kConvert, nullptr, kOutputs, &Settings::bGzip,
+     "Write MGF outputs gzip-compressed (.mgf.gz); search engines and orvane read them as they are"},
+    {"r,recursive", kClean | kConvert | kInfo, nullptr, kRun, &Settings::bRecursive,
+     "Take the inputs of folders given as inputs from their subfolders too"},
+    {"log", kClean, nullptr, kRun, &Settings::logFile,
+     "Write the run log to this file: what each stage did to each spectrum"},
+    {"q,quiet", kClean | kConvert | kInfo, nullptr, kRun, &Settings::bQuiet,
+     "Errors and warnings only on standard error: no progress, no summary"},
+    {"v,verbose", kClean | kConvert | kInfo, nullptr, kRun, &Settings::bVerbose,
+     "A line on standard error for each input as well"},
     {"j,jobs", kClean, nullptr, kRun, &Settings::nJobs,
      "Spectra cleaned at once, each on a thread of its own (0: one per core); the outputs, the "
      "log and the messages are the same bytes as with --jobs 1",
@@ -250,21 +257,6 @@ std::string Allowed(const Row& row) {
   if (unit.empty()) return range;
   return range.empty() ? unit : unit + ", " + range;
 }
-
-// Help without CLI11's "{false}" behind the negated form of a switch: the
-// text says what the default is.
-class SwitchHelpFormatter final : public CLI::Formatter {
- public:
-  std::string make_option_name(const CLI::Option* opt, bool positional) const override {
-    std::string name = CLI::Formatter::make_option_name(opt, positional);
-    for (auto open = name.find('{'); open != std::string::npos; open = name.find('{')) {
-      const auto close = name.find('}', open);
-      if (close == std::string::npos) break;
-      name.erase(open, close - open + 1);
-    }
-    return name;
-  }
-};
 
 // The shortest text that reads back to the same double, always with a
 // decimal point so TOML takes it for a float.
@@ -406,9 +398,6 @@ Settings& CommandSettings() {
 }
 
 void AddSettingOptions(CLI::App* cmd, Settings* s, unsigned command) {
-  auto formatter = std::make_shared<SwitchHelpFormatter>();
-  formatter->column_width(36);
-  cmd->formatter(formatter);
   for (const Row& row : kRows) {
     if ((row.commands & command) == 0) continue;
     const std::string name = row.name;
@@ -444,6 +433,7 @@ std::string CheckSettings(const Settings& s, unsigned command) {
     if (const std::string problem = Problem(row, s); !problem.empty())
       return "--" + LongName(row) + " " + problem;
   }
+  if (s.bQuiet && s.bVerbose) return "--quiet and --verbose can't be given together";
   if (command & (kClean | kConvert)) return CrossProblem(s);
   return {};
 }

@@ -61,8 +61,11 @@ struct Settings {
   std::string convertTo = "mgf";
   // The command line only.
   bool bKeepConverted = false;
+  bool bGzip = false;
   std::string logFile;
   bool bQuiet = false;
+  bool bVerbose = false;
+  bool bRecursive = false;
   int nJobs = 0;  // 0: one per core
 };
 

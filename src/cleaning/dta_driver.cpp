@@ -1,6 +1,8 @@
 // The driver for DTA inputs: one spectrum to a file, each file one step.
 // Files are read and cleaned ahead in order (on several threads when the run
 // has jobs for them); messages, log and outputs follow as each comes back.
+#include <sys/stat.h>
+
 #include <exception>
 #include <list>
 #include <memory>
@@ -33,7 +35,7 @@ class DtaDriver {
     if (run_.openRun) {
       if (const HRESULT hr = run_.openRun(); FAILED(hr)) return hr;
     }
-    WriteLogHead(params_);
+    if (run_.bWriteLogHead) WriteLogHead(params_);
     try {
       return RunFiles();
     } catch (const CFileException& e) {
@@ -51,6 +53,10 @@ class DtaDriver {
     const std::list<std::string>& files = params_.pFileList->lstFiles;
     const std::list<std::int32_t>& rows = params_.pFileList->lstRows;
     SendToHost(params_, PM_STEP_TOTAL, files.size());
+    for (const std::string& path : files) {
+      struct stat st {};
+      if (::stat(path.c_str(), &st) == 0) Count(&RunCounts::nBytesTotal, static_cast<std::uint64_t>(st.st_size));
+    }
     auto row = rows.begin();
     for (const std::string& path : files) {
       auto task = std::make_unique<DtaTask>();
@@ -80,6 +86,10 @@ class DtaDriver {
     return S_OK;
   }
 
+  void Count(std::uint64_t RunCounts::*counter, std::uint64_t n = 1) {
+    if (run_.pCounts != nullptr) run_.pCounts->*counter += n;
+  }
+
   HRESULT Commit(DtaTask& task) {
     WriteLogRule(params_, task.path);
     SendToHost(params_, PM_STEP_BEGIN, nDone_, TextParam(task.path.c_str()));
@@ -90,12 +100,19 @@ class DtaDriver {
       if (!Modern()) return task.hr;
       // The modern dialect goes on with the other files; the run ends failed.
       ++nFailed_;
+      Count(&RunCounts::nFailed);
     } else if (task.dtaIn.GetPeakCount() > 2) {
+      Count(&RunCounts::nRead);
       WriteLog(params_, task.log);
       const HRESULT hrExport = Export(task.verdict, task.dtaIn, task.dtaOut);
       // A file that can't be written (a full disk) ends the run.
       if (FAILED(hrExport) && Modern()) return hrExport;
+    } else {
+      Count(&RunCounts::nRead);
+      Count(&RunCounts::nTooFewPeaks);
     }
+    struct stat st {};
+    if (::stat(task.path.c_str(), &st) == 0) Count(&RunCounts::nBytesRead, static_cast<std::uint64_t>(st.st_size));
     ++nDone_;
     SendToHost(params_, PM_STEP_DONE, nDone_);
     SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(task.nRow));
@@ -110,13 +127,16 @@ class DtaDriver {
     const FilePath name(dtaIn.strTitle);
     const std::string title = name.GetFileTitle();
     const std::string ext = name.GetExtension();
-    const std::string cleanPath = params_.strOutputFolder + title + "_c." + ext;
-    const std::string badPath = params_.strOutputFolder + "badspectra/" + title + "_bad_c." + ext;
+    const bool bSingle = !run_.strSingleOutput.empty();
+    const std::string cleanPath = bSingle ? run_.strSingleOutput : params_.strOutputFolder + title + "_c." + ext;
+    const std::string badPath =
+        bSingle ? run_.strSingleBadOutput : params_.strOutputFolder + "badspectra/" + title + "_bad_c." + ext;
     const MgfDialect dialect = run_.dialect;
     if (Modern() && IsFailure(verdict)) {
       // No empty file for a spectrum the pipeline could not take (its stage
       // said why): nothing, or the spectrum as it was read among the bad.
       ++nFailed_;
+      Count(&RunCounts::nFailed);
       const bool bKeep = SeparatesBad(params_);
       ShowError(Format("The spectrum \"%s\" could not be cleaned; %s", dtaIn.strTitle.c_str(),
                        bKeep ? "it goes to the bad spectra as it was read" : "it is left out"));
@@ -128,9 +148,14 @@ class DtaDriver {
     if (!IsBad(verdict) && Modern() && dtaOut.GetPeakCount() == 0) {
       ShowWarning(Format("The spectrum \"%s\" has no peak left after cleaning; no output made",
                          dtaIn.strTitle.c_str()));
+      Count(&RunCounts::nEmptied);
       return S_OK;
     }
-    if (!IsBad(verdict)) return ExportDta(cleanPath.c_str(), &dtaOut, dialect);
+    if (!IsBad(verdict)) {
+      Count(&RunCounts::nWritten);
+      return ExportDta(cleanPath.c_str(), &dtaOut, dialect);
+    }
+    Count(&RunCounts::nBad);
     if (!params_.bExportBad) return S_OK;
     switch (params_.nBadSpectraAction) {
       case BadSpectraAction::Leave: return ExportDta(cleanPath.c_str(), pBad, dialect);

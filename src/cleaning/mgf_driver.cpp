@@ -7,6 +7,8 @@
 // then takes them back in input order and does everything a host or a file
 // sees: messages, log, boxes and outputs. So the reading side only reads;
 // all the rest happens as tasks come back.
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -69,8 +71,10 @@ struct MgfTask final : SpectrumTask {
   bool bReadFailed = false;  // a read error that looked like the end
   unsigned nRefused = 0;     // modern: spectra the reader refused, at the end
 
+  bool bCount = true;  // BeginInput: whether to count
+
   void Work() override {
-    if (kind == BeginInput) nTotal = CountMgfSpectra(path.c_str());
+    if (kind == BeginInput) nTotal = bCount ? CountMgfSpectra(path.c_str()) : 0;
     else SpectrumTask::Work();
   }
 };
@@ -86,7 +90,8 @@ class MgfDriver {
     if (run_.openRun) {
       if (const HRESULT hr = run_.openRun(); FAILED(hr)) return hr;
     }
-    WriteLogHead(params_);
+    if (run_.bWriteLogHead) WriteLogHead(params_);
+    if (run_.pCounts != nullptr) run_.pCounts->nBytesTotal += TotalBytes(files);
     HRESULT hr = S_OK;
     try {
       hr = RunFiles();
@@ -114,15 +119,38 @@ class MgfDriver {
  private:
   bool Modern() const { return run_.dialect == MgfDialect::Modern; }
 
+  // The size of the inputs together; 0 when one of them is standard input.
+  static std::uint64_t TotalBytes(const std::list<std::string>& files) {
+    std::uint64_t total = 0;
+    for (const std::string& path : files) {
+      struct stat st {};
+      if (path == "-") return 0;
+      if (::stat(path.c_str(), &st) == 0) total += static_cast<std::uint64_t>(st.st_size);
+    }
+    return total;
+  }
+
+  // Where the outputs of a name in the output folder go: the run's one
+  // output where the host named it, else the folder, with ".gz" when the
+  // run compresses.
+  std::string CleanPath(const std::string& name) const {
+    if (!run_.strSingleOutput.empty()) return run_.strSingleOutput;
+    return params_.strOutputFolder + name + (run_.bGzip ? ".gz" : "");
+  }
+  std::string BadPath(const std::string& name) const {
+    if (!run_.strSingleOutput.empty()) return run_.strSingleBadOutput;
+    return params_.strOutputFolder + kBadFolder + name + (run_.bGzip ? ".gz" : "");
+  }
+
   HRESULT RunFiles() {
     if (params_.bMergeOutput) {
       // The general pair is made at the start of every merged run, whatever
-      // the levels of the inputs and whatever becomes of bad spectra.
-      const std::string folder = params_.strOutputFolder;
-      if (!OpenOutput(merged_[0].pClean, folder + "SpectraMerged_c.mgf",
+      // the levels of the inputs and whatever becomes of bad spectra (but
+      // for a host that named one output and keeps no bad spectra).
+      const std::string bad = BadPath("SpectraMerged_b.mgf");
+      if (!OpenOutput(merged_[0].pClean, CleanPath("SpectraMerged_c.mgf"),
                       "the file pfCleanExportM could not be created") ||
-          !OpenOutput(merged_[0].pBad, folder + kBadFolder + "SpectraMerged_b.mgf",
-                      "the file pfBadExportM could not be created"))
+          (!bad.empty() && !OpenOutput(merged_[0].pBad, bad, "the file pfBadExportM could not be created")))
         return E_UNEXPECTED;
       merged_[0].bOpened = true;
     }
@@ -168,6 +196,7 @@ class MgfDriver {
     begin->path = path;
     begin->nRow = nRow;
     begin->bWork = true;
+    begin->bCount = run_.bCountSpectra && path != "-";
     Recorded(begin->openBoxes, [&] {
       CFileException error;
       begin->bOpened = input_.Open(path, kReadDenyWrite, &error);
@@ -184,6 +213,7 @@ class MgfDriver {
       task->path = path;
       task->dtaIn.strPath = folder;
       Recorded(task->boxes, [&] { task->hr = ImportMgf(&input_, &task->dtaIn, run_.dialect); });
+      if (run_.pCounts != nullptr) run_.pCounts->nBytesRead = bytesDone_ + input_.GetPosition();
       task->bReadFailed = task->hr == S_FALSE && input_.ReadFailed();
       const HRESULT hr = task->hr;
       if (hr == S_FALSE && !task->bReadFailed && Modern())
@@ -201,6 +231,7 @@ class MgfDriver {
         else task->bWork = true;
       }
       const bool bEnd = hr == S_FALSE && !task->bReadFailed;
+      if (hr != S_OK) bytesDone_ += input_.GetLength();
       if (hr != S_OK && input_.IsOpen()) CloseFile(input_);
       if (!Put(std::move(task))) return false;
       // Classic: a read that failed ends the run; the modern dialect goes
@@ -228,9 +259,12 @@ class MgfDriver {
     if (task.bReadFailed) return Modern() ? FailInput(E_FAIL) : E_FAIL;
     if (hr == S_FALSE) return EndInput(task);
 
+    Count(&RunCounts::nRead);
     if (task.dtaIn.GetPeakCount() > 2) {
       WriteLog(params_, task.log);
       if (const HRESULT hrWrite = WriteSpectrum(*pPair_, task); FAILED(hrWrite)) return hrWrite;
+    } else {
+      Count(&RunCounts::nTooFewPeaks);
     }
     ++nDone_;
     SendToHost(params_, PM_STEP_DONE, nDone_);
@@ -254,17 +288,16 @@ class MgfDriver {
       return S_OK;
     }
 
-    const FilePath inputPath(WithoutGzipSuffix(task.path));
+    const FilePath inputPath(WithoutGzipSuffix(task.path == "-" ? "stdin.mgf" : task.path));
     if (!params_.bMergeOutput) {
       const std::string title = inputPath.GetFileTitle();
       const std::string ext = inputPath.GetExtension();
       perInput_ = OutputPair{};
-      if (!OpenOutput(perInput_.pClean, params_.strOutputFolder + title + "_c." + ext,
+      if (!OpenOutput(perInput_.pClean, CleanPath(title + "_c." + ext),
                       "the file pfCleanExportM could not be created"))
         return E_UNEXPECTED;
       if (SeparatesBad(params_) &&
-          !OpenOutput(perInput_.pBad,
-                      params_.strOutputFolder + kBadFolder + title + "_bad_c." + ext,
+          !OpenOutput(perInput_.pBad, BadPath(title + "_bad_c." + ext),
                       "the file pfBadExportM could not be created"))
         return E_UNEXPECTED;
       perInput_.bOpened = true;
@@ -276,11 +309,11 @@ class MgfDriver {
         const char* tag = nLevel == 1 ? "ms2" : "ms3";
         const std::string cleanName = Format("SpectraMerged_%s_c.mgf", tag);
         const std::string badName = Format("SpectraMerged_%s_b.mgf", tag);
-        if (!OpenOutput(pPair_->pClean, params_.strOutputFolder + cleanName,
+        if (!OpenOutput(pPair_->pClean, CleanPath(cleanName),
                         Format("the file pfCleanExportM_%s could not be created", tag)))
           return E_UNEXPECTED;
         if (SeparatesBad(params_) &&
-            !OpenOutput(pPair_->pBad, params_.strOutputFolder + kBadFolder + badName,
+            !OpenOutput(pPair_->pBad, BadPath(badName),
                         Format("the file pfBadExportM_%s could not be created", tag)))
           return E_UNEXPECTED;
         pPair_->bOpened = true;
@@ -296,6 +329,7 @@ class MgfDriver {
     // Spectra the reader refused (each reported) leave the outputs whole, as
     // those the pipeline could not take.
     nFailedSpectra_ += task.nRefused;
+    if (run_.pCounts != nullptr) run_.pCounts->nFailed += task.nRefused;
     if (!params_.bMergeOutput) ClosePair(perInput_);
     SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(nRow_));
     return S_OK;
@@ -327,6 +361,7 @@ class MgfDriver {
       // A spectrum the pipeline could not take (its stage said why) is no
       // empty block: it goes nowhere, or as it was read to the bad output.
       ++nFailedSpectra_;
+      Count(&RunCounts::nFailed);
       const bool bKeep = SeparatesBad(params_) && pair.pBad != nullptr;
       ShowError(Format("The spectrum \"%s\" could not be cleaned; %s", dtaIn.strTitle.c_str(),
                        bKeep ? "it goes to the bad spectra as it was read" : "it is left out"));
@@ -339,13 +374,16 @@ class MgfDriver {
     if (!IsBad(verdict) && Modern() && dtaOut.GetPeakCount() == 0) {
       ShowWarning(Format("The spectrum \"%s\" has no peak left after cleaning; it is left out",
                          dtaIn.strTitle.c_str()));
+      Count(&RunCounts::nEmptied);
       return S_OK;
     }
     if (!IsBad(verdict)) {
       Export(pair.pClean.get(), dtaOut, true);
       ++pair.nClean;
+      Count(&RunCounts::nWritten);
       return S_OK;
     }
+    Count(&RunCounts::nBad);
     if (!params_.bExportBad) return S_OK;
     switch (params_.nBadSpectraAction) {
       case BadSpectraAction::Leave:
@@ -369,12 +407,15 @@ class MgfDriver {
     }
   }
 
+  void Count(std::uint64_t RunCounts::*counter) {
+    if (run_.pCounts != nullptr) ++(run_.pCounts->*counter);
+  }
+
   // Creates (or empties) an output file. On failure shows boxText as a plain
   // box and answers false.
-  static bool OpenOutput(std::unique_ptr<CStdioFile>& slot, const std::string& path,
-                         const std::string& boxText) {
+  bool OpenOutput(std::unique_ptr<CStdioFile>& slot, const std::string& path, const std::string& boxText) {
     auto file = std::make_unique<CStdioFile>();
-    if (!file->Open(path, kCreateWrite)) {
+    if (!file->Open(path, kCreateWrite | (run_.bGzip ? CStdioFile::modeGzip : 0u))) {
       ShowPlain(boxText);
       return false;
     }
@@ -441,6 +482,7 @@ class MgfDriver {
   unsigned nDone_ = 0;
   std::int32_t nRow_ = 0;
   HRESULT hrEnd_ = S_OK;  // what ended the run while the reading side was at work
+  std::uint64_t bytesDone_ = 0;  // of the inputs read to their end
   bool bCloseFailed_ = false;
   unsigned nFailedInputs_ = 0;   // modern dialect: inputs that could not be read to their end
   unsigned nFailedSpectra_ = 0;  // modern dialect: spectra the pipeline could not take

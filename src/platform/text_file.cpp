@@ -92,6 +92,22 @@ struct CStdioFile::Gzip {
   }
 };
 
+// The compressor of a gzip file being written.
+struct CStdioFile::GzipOut {
+  z_stream stream{};
+  std::vector<unsigned char> output = std::vector<unsigned char>(kReadBlock);
+
+  GzipOut() = default;
+  GzipOut(const GzipOut&) = delete;
+  GzipOut& operator=(const GzipOut&) = delete;
+  ~GzipOut() { deflateEnd(&stream); }
+};
+
+std::string ShownPath(const std::string& path, bool writing) {
+  if (path != "-") return path;
+  return writing ? "standard output" : "standard input";
+}
+
 CFileException::CFileException(std::string path, int errnoValue, std::string reason)
     : path_(std::move(path)), errno_(errnoValue), reason_(std::move(reason)) {}
 
@@ -116,8 +132,9 @@ CStdioFile::~CStdioFile() {
 
 bool CStdioFile::Open(const std::string& path, unsigned flags, CFileException* pError) {
   if (file_ != nullptr) Close();
-  path_ = path;
   writing_ = (flags & modeWrite) != 0;
+  standard_ = path == "-";
+  path_ = ShownPath(path, writing_);
   bufPos_ = bufLen_ = 0;
   bufStart_ = written_ = 0;
   tempPath_.clear();
@@ -125,6 +142,19 @@ bool CStdioFile::Open(const std::string& path, unsigned flags, CFileException* p
   linesRead_ = 0;
   readerState_.reset();
   gzip_.reset();
+  gzipOut_.reset();
+  if (writing_ && (flags & modeGzip) != 0) {
+    auto gzip = std::make_unique<GzipOut>();
+    if (deflateInit2(&gzip->stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
+      if (pError) *pError = CFileException(path_, ENOMEM, "zlib could not be started");
+      return false;
+    }
+    gzipOut_ = std::move(gzip);
+  }
+  if (writing_ && standard_) {
+    file_ = stdout;
+    return true;
+  }
   if (writing_) {
     if (IsProtectedInput(path)) {
       if (pError) *pError = CFileException(path, EPERM, "it is an input of this run and is never written");
@@ -153,7 +183,7 @@ bool CStdioFile::Open(const std::string& path, unsigned flags, CFileException* p
     std::setvbuf(file_, nullptr, _IOFBF, kWriteBuffer);
     return true;
   }
-  file_ = std::fopen(path.c_str(), "rb");
+  file_ = standard_ ? stdin : std::fopen(path.c_str(), "rb");
   if (file_ == nullptr) {
     if (pError) *pError = CFileException(path, errno);
     return false;
@@ -306,11 +336,27 @@ char* CStdioFile::ReadString(char* buffer, unsigned limit) {
   return any ? buffer : nullptr;
 }
 
-void CStdioFile::WriteString(std::string_view text) {
-  if (file_ == nullptr || !writing_) throw CFileException(path_, EBADF);
-  if (!text.empty() && std::fwrite(text.data(), 1, text.size(), file_) != text.size()) {
+void CStdioFile::Put(const char* data, std::size_t size) {
+  if (size > 0 && std::fwrite(data, 1, size, file_) != size) {
     writeErrno_ = errno ? errno : EIO;
     throw CFileException(path_, writeErrno_);
+  }
+}
+
+void CStdioFile::WriteString(std::string_view text) {
+  if (file_ == nullptr || !writing_) throw CFileException(path_, EBADF);
+  if (gzipOut_ == nullptr) {
+    Put(text.data(), text.size());
+  } else {
+    z_stream& z = gzipOut_->stream;
+    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+    z.avail_in = static_cast<uInt>(text.size());
+    while (z.avail_in > 0) {
+      z.next_out = gzipOut_->output.data();
+      z.avail_out = static_cast<uInt>(gzipOut_->output.size());
+      deflate(&z, Z_NO_FLUSH);
+      Put(reinterpret_cast<const char*>(gzipOut_->output.data()), gzipOut_->output.size() - z.avail_out);
+    }
   }
   written_ += text.size();
 }
@@ -336,9 +382,24 @@ std::uint64_t CStdioFile::GetLength() const {
 
 void CStdioFile::Close() {
   if (file_ == nullptr) return;
+  if (gzipOut_ != nullptr && writeErrno_ == 0) {
+    // The end of the compressed stream; a failure here is a failed write.
+    z_stream& z = gzipOut_->stream;
+    int rc = Z_OK;
+    try {
+      do {
+        z.next_out = gzipOut_->output.data();
+        z.avail_out = static_cast<uInt>(gzipOut_->output.size());
+        rc = deflate(&z, Z_FINISH);
+        Put(reinterpret_cast<const char*>(gzipOut_->output.data()), gzipOut_->output.size() - z.avail_out);
+      } while (rc == Z_OK);
+    } catch (const CFileException&) {
+    }
+  }
+  gzipOut_.reset();
   std::FILE* f = std::exchange(file_, nullptr);
   readerState_.reset();
-  const bool flushFailed = std::fclose(f) != 0;
+  const bool flushFailed = standard_ ? std::fflush(f) != 0 : std::fclose(f) != 0;
   const int err = errno;
   gzip_.reset();
   buf_.clear();
@@ -367,8 +428,10 @@ void CStdioFile::Close() {
 void CStdioFile::Abort() {
   readerState_.reset();
   writeErrno_ = 0;
+  gzipOut_.reset();
   if (file_ != nullptr) {
-    std::fclose(file_);
+    if (standard_) std::fflush(file_);
+    else std::fclose(file_);
     file_ = nullptr;
   }
   if (!tempPath_.empty()) {

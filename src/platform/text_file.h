@@ -18,7 +18,12 @@
 // Files opened for writing with modeCreate are written under a temporary name
 // in the same folder and renamed into place by Close(), so no half-written
 // file ever stands under its final name. Open refuses to write a path that has
-// been declared an input (see ProtectInput).
+// been declared an input (see ProtectInput). With modeGzip what is written is
+// compressed (gzip); GetLength and GetPosition count the text written.
+//
+// The path "-" stands for standard input when read and standard output when
+// written; such a file is not closed by Close (which flushes a written one),
+// and messages name it "standard input" or "standard output".
 #pragma once
 
 #include <cstdint>
@@ -60,6 +65,8 @@ class CStdioFile {
   // Our own: write straight to the final name (for logs that should survive
   // a kill as far as they got).
   static constexpr unsigned modeDirect = 0x00010000;
+  // Our own: write gzip-compressed.
+  static constexpr unsigned modeGzip = 0x00020000;
 
   CStdioFile();
   ~CStdioFile();
@@ -107,7 +114,9 @@ class CStdioFile {
 
  private:
   struct Gzip;
+  struct GzipOut;
   bool FillBuffer();
+  void Put(const char* data, std::size_t size);
   // Up to size bytes of content: the file's own bytes, or decompressed ones.
   std::size_t ReadContent(char* buffer, std::size_t size);
   std::size_t Inflate(char* buffer, std::size_t size);
@@ -126,7 +135,13 @@ class CStdioFile {
   std::uint64_t linesRead_ = 0;
   std::shared_ptr<void> readerState_;
   std::unique_ptr<Gzip> gzip_;  // set while a compressed file is read
+  std::unique_ptr<GzipOut> gzipOut_;  // set while a compressed file is written
+  bool standard_ = false;  // standard input or output, which Close leaves open
 };
+
+// The name a path has in messages: "standard input" or "standard output" for
+// "-", the path itself otherwise.
+std::string ShownPath(const std::string& path, bool writing = false);
 
 // Declares a path as an input of the run: no CStdioFile opens it for writing
 // while it is protected. Identity is by device and inode where the file

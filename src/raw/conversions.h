@@ -24,6 +24,12 @@ HRESULT RawToDta(const std::string& strRawFile, const std::string& strOutputFold
                  CWnd* pProgressWnd, MgfDialect dialect);
 HRESULT DtaFolderToMgf(StringList* pFiles, const std::string& strOutputFolder, CWnd* pProgressWnd,
                        MgfDialect dialect);
+// The name DtaFolderToMgf gives its file after the first DTA file.
+std::string CollectedMgfName(const std::string& strFirstDta, MgfDialect dialect);
+// DtaFolderToMgf into a file of the caller's ("-": standard output),
+// compressed with bGzip.
+HRESULT DtaFilesToMgf(StringList* pFiles, const std::string& strMgfFile, CWnd* pProgressWnd, MgfDialect dialect,
+                      bool bGzip = false);
 HRESULT MgfToDta(const std::string& strMgfFile, const std::string& strOutputFolder,
                  CWnd* pProgressWnd, MgfDialect dialect);
 

@@ -51,7 +51,7 @@ bool SameFile(const std::string& a, const std::string& b) {
 
 // The output must never be one of the inputs.
 bool RefuseInputAsOutput(const std::string& output, const std::string& input) {
-  if (!IsProtectedInput(output) && !SameFile(output, input)) return false;
+  if (output == "-" || (!IsProtectedInput(output) && !SameFile(output, input))) return false;
   ShowPlain(Format("Can't write %s: it is an input of this run and is never written.",
                    output.c_str()));
   return true;
@@ -124,26 +124,38 @@ class SafeNames {
 
 }  // namespace
 
-HRESULT DtaFolderToMgf(StringList* pFiles, const std::string& strOutputFolder, CWnd* pProgressWnd,
-                       MgfDialect dialect) {
-  if (pFiles == nullptr || pFiles->empty()) return S_FALSE;
-  NullWindow noWindow;
-  CWnd* pWnd = pProgressWnd != nullptr ? pProgressWnd : &noWindow;
-
+std::string CollectedMgfName(const std::string& strFirstDta, MgfDialect dialect) {
   // run1.100.100.2.dta gives run1.mgf; a title without a dot an empty name,
   // so the file is ".mgf". The modern dialect names it after the whole title
   // then (spectrum_2442.dta gives spectrum_2442.mgf).
-  const std::string title = FilePath(pFiles->front()).GetFileTitle();
+  const std::string title = FilePath(strFirstDta).GetFileTitle();
   const std::size_t dot = title.find('.');
   std::string name = dot == std::string::npos ? std::string() : title.substr(0, dot);
   if (dot == std::string::npos && dialect == MgfDialect::Modern) name = title;
-  const std::string outputPath = strOutputFolder + name + ".mgf";
+  return name + ".mgf";
+}
+
+HRESULT DtaFolderToMgf(StringList* pFiles, const std::string& strOutputFolder, CWnd* pProgressWnd,
+                       MgfDialect dialect) {
+  if (pFiles == nullptr || pFiles->empty()) return S_FALSE;
+  return DtaFilesToMgf(pFiles, strOutputFolder + CollectedMgfName(pFiles->front(), dialect), pProgressWnd,
+                       dialect);
+}
+
+HRESULT DtaFilesToMgf(StringList* pFiles, const std::string& strMgfFile, CWnd* pProgressWnd, MgfDialect dialect,
+                      bool bGzip) {
+  if (pFiles == nullptr || pFiles->empty()) return S_FALSE;
+  NullWindow noWindow;
+  CWnd* pWnd = pProgressWnd != nullptr ? pProgressWnd : &noWindow;
+  const std::string& outputPath = strMgfFile;
   for (const std::string& input : *pFiles)
     if (RefuseInputAsOutput(outputPath, input)) return E_UNEXPECTED;
 
   CStdioFile output;
   CFileException error;
-  if (!output.Open(outputPath, CStdioFile::modeCreate | CStdioFile::modeWrite | CStdioFile::typeText,
+  if (!output.Open(outputPath,
+                   CStdioFile::modeCreate | CStdioFile::modeWrite | CStdioFile::typeText |
+                       (bGzip ? CStdioFile::modeGzip : 0u),
                    &error)) {
     error.ReportError();
     return E_UNEXPECTED;

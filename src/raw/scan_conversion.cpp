@@ -198,10 +198,11 @@ HRESULT ScansToMgf(IScanSource& source, const ScanConversion& job, const std::st
     paths = {strMgfFile};
   }
   std::vector<std::unique_ptr<CStdioFile>> files;
-  for (const std::string& path : paths) {
+  for (std::string& path : paths) {
+    if (job.bGzip && path != "-") path += ".gz";
     auto file = std::make_unique<CStdioFile>();
     CFileException error;
-    if (!file->Open(path, kCreateWrite, &error)) {
+    if (!file->Open(path, kCreateWrite | (job.bGzip ? CStdioFile::modeGzip : 0u), &error)) {
       error.ReportError();
       for (auto& f : files) f->Abort();
       return E_UNEXPECTED;

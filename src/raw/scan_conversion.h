@@ -34,6 +34,7 @@ struct ScanConversion {
   const RawOptions* pOptions = nullptr;
   CEvent* pCancelEvent = nullptr;    // polled after each scan
   CWnd* pProgressWnd = nullptr;      // PM_RAW_SCANS once, PM_RAW_SCAN per scan
+  bool bGzip = false;                // MGF outputs gzip-compressed, ".gz" behind their names
 };
 
 // What a conversion did.

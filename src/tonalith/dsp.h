@@ -7,11 +7,16 @@
 
 #include <complex>
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "platform/hresult.h"
 
 namespace orvane::tonalith {
+
+// The FFT backend this build does its transforms with: name, version and
+// licence, in words ("FFTW 3.3.10, GNU GPL 2 or later: ...").
+std::string FftBackendInfo();
 
 // ---- Fourier transform and power spectrum -------------------------------
 //

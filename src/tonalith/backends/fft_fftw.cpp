@@ -20,6 +20,7 @@
 #include <mutex>
 #include <new>
 
+#include "tonalith/dsp.h"
 #include "tonalith/fft.h"
 
 namespace orvane::tonalith {
@@ -103,5 +104,13 @@ void InverseRealFft(std::size_t n, const double* in, double* out) {
 }
 
 const char* FftBackendName() { return "FFTW"; }
+
+std::string FftBackendInfo() {
+  // fftw_version reads "fftw-3.3.10-sse2-avx": the version is its second word.
+  std::string version = fftw_version;
+  if (version.rfind("fftw-", 0) == 0) version = version.substr(5);
+  version = version.substr(0, version.find('-'));
+  return "FFTW " + version + ", GNU GPL 2 or later: a binary with it is distributed under the GPL";
+}
 
 }  // namespace orvane::tonalith

@@ -20,6 +20,7 @@
 #include <mutex>
 #include <vector>
 
+#include "tonalith/dsp.h"
 #include "tonalith/fft.h"
 
 namespace orvane::tonalith {
@@ -93,5 +94,7 @@ void InverseRealFft(std::size_t n, const double* in, double* out) {
 }
 
 const char* FftBackendName() { return "kissfft"; }
+
+std::string FftBackendInfo() { return "kissfft, BSD-3-Clause: the binary's dependencies are all permissive"; }
 
 }  // namespace orvane::tonalith
