@@ -43,6 +43,7 @@ void ConsoleProgress::Send(unsigned message, WPARAM wParam, LPARAM lParam) {
   const char* text = reinterpret_cast<const char*>(lParam);
   switch (message) {
     case PM_ROW_BEGIN:
+      phase_.clear();  // a conversion before it is over
       SetInput(static_cast<std::size_t>(wParam));
       if (counts_ != nullptr) atRowBegin_ = *counts_;
       stepDone_ = stepTotal_ = 0;
@@ -88,7 +89,10 @@ void ConsoleProgress::Post(unsigned message, WPARAM, LPARAM) {
 
 std::string ConsoleProgress::Input() const { return row_ < inputs_.size() ? inputs_[row_] : std::string(); }
 
-void ConsoleProgress::SetInput(std::size_t index) { row_ = index; }
+void ConsoleProgress::SetInput(std::size_t index) {
+  row_ = index;
+  phase_.clear();
+}
 
 void ConsoleProgress::NoteError() {
   const std::string input = Input();
@@ -130,8 +134,20 @@ std::string ConsoleProgress::InputSummary() const {
 }
 
 void ConsoleProgress::Draw(bool force) {
-  if (!bar_) return;
   const auto now = std::chrono::steady_clock::now();
+  if (!bar_) {
+    // Where no bar can be drawn (a log of a batch job), a line now and then
+    // on a long run.
+    if (verbosity_ == Verbosity::Quiet || counts_ == nullptr || now - lastLine_ < std::chrono::seconds(30)) return;
+    lastLine_ = now;
+    std::string line = Counted(counts_->nRead, "spectrum", "spectra") + " read";
+    if (counts_->nBytesTotal > 0)
+      line = Format("%d%% of %s MB, ", static_cast<int>(100.0 * static_cast<double>(counts_->nBytesRead) /
+                                                         static_cast<double>(counts_->nBytesTotal)),
+                    Megabytes(counts_->nBytesTotal).c_str()) + line;
+    Say(line);
+    return;
+  }
   if (!force && barShown_ && now - lastDraw_ < std::chrono::milliseconds(100)) return;
   lastDraw_ = now;
   std::string line;
@@ -147,9 +163,14 @@ void ConsoleProgress::Draw(bool force) {
                   Megabytes(counts_->nBytesRead).c_str(), Megabytes(counts_->nBytesTotal).c_str(),
                   Counted(counts_->nRead, "spectrum", "spectra").c_str(), ShortName(Input()).c_str());
     if (inputs_.size() > 1) line += Format(" (%zu of %zu)", std::min(rowsDone_ + 1, inputs_.size()), inputs_.size());
+  } else if (counts_ == nullptr && stepTotal_ > 0) {
+    // A conversion's own steps (MGF to DTA: bytes of the input).
+    const double share = static_cast<double>(stepDone_) / static_cast<double>(stepTotal_);
+    line = Format("[%s] %3d%%  %s", Bar(share, 30).c_str(), static_cast<int>(share * 100.0), ShortName(Input()).c_str());
+  } else if (counts_ != nullptr) {
+    line = Format("%s  %s", Counted(counts_->nRead, "spectrum", "spectra").c_str(), ShortName(Input()).c_str());
   } else {
-    line = Format("%s  %s", Counted(counts_ != nullptr ? counts_->nRead : stepDone_, "spectrum", "spectra").c_str(),
-                  ShortName(Input()).c_str());
+    return;
   }
   std::fprintf(stderr, "\r%s\x1b[K", line.c_str());
   std::fflush(stderr);

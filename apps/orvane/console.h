@@ -73,6 +73,7 @@ class ConsoleProgress final : public CWnd {
   WPARAM stepDone_ = 0, stepTotal_ = 0;
   std::string phase_;  // "converting X" while a raw file is converted
   std::chrono::steady_clock::time_point lastDraw_{};
+  std::chrono::steady_clock::time_point lastLine_ = std::chrono::steady_clock::now();
 };
 
 // Boxes as one line each on standard error, clear of the bar, with one
