@@ -104,15 +104,18 @@ class SafeNames {
       stem += keep ? c : '_';
     }
     if (!stem.empty() && stem[0] == '.') stem[0] = '_';
-    if (stem.empty()) stem = "_";
+    if (stem.empty()) stem.push_back('_');
     static constexpr std::string_view kExt = ".dta";
     if (stem.size() >= kExt.size() && stem.compare(stem.size() - kExt.size(), kExt.size(), kExt) == 0)
       stem.resize(stem.size() - kExt.size());
-    if (stem.empty()) stem = "_";
+    if (stem.empty()) stem.push_back('_');
     if (stem.size() > kMaxStem) stem.resize(kMaxStem);
-    if (charge != 0) stem += "." + std::to_string(charge);
-    std::string name = stem + ".dta";
-    for (unsigned k = 2; used_.count(name) != 0; ++k) name = stem + "_" + std::to_string(k) + ".dta";
+    // Built by appending: GCC 12 at -O3 takes the copies of assigning and
+    // adding string literals for overlapping ones (a false -Wrestrict).
+    if (charge != 0) stem.append(".").append(std::to_string(charge));
+    std::string name = stem;
+    name.append(".dta");
+    for (unsigned k = 2; used_.count(name) != 0; ++k) name = stem, name.append("_").append(std::to_string(k)).append(".dta");
     used_.insert(name);
     return name;
   }
