@@ -8,7 +8,7 @@
 #include <fstream>
 
 #include "platform/text_file.h"
-#include "readers/mz_reader.h"
+#include "readers/raw_files.h"
 #include "spectrum/file_path.h"
 
 namespace orvane::app {

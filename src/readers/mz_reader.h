@@ -39,20 +39,10 @@
 #include "raw/raw_reader.h"
 #include "raw/scan_record.h"
 #include "readers/byte_source.h"
+#include "readers/raw_files.h"
 #include "readers/scan_table.h"
 
 namespace orvane {
-
-// True when the path names an mzML or mzXML file, with or without ".gz"
-// (case-insensitive).
-bool IsRawInput(const std::string& path);
-
-// A reader for the raw input at path, chosen by its extension. The reader
-// opens nothing until OpenRawFile. One reader reads mzML and mzXML alike (the
-// document's root element decides), so a run over a mixed list of files can
-// use one reader. Throws std::invalid_argument for a path that is no raw input.
-std::unique_ptr<IRawReader> MakeRawReader(const std::string& path);
-
 namespace readers {
 
 // The filter text of a scan number that no spectrum of the file carries.
