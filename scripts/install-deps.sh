@@ -23,3 +23,7 @@ $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
 # of bench/search_gain.sh.
 $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
   comet-ms python3
+# Packaging (cpack -G DEB finds the dependencies with dpkg-shlibdeps) and the
+# workflow (Snakemake; its test is skipped where it is missing).
+$SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
+  dpkg-dev file man-db snakemake

@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# Builds the project and runs every test: a normal build, a build under
-# AddressSanitizer + UndefinedBehaviorSanitizer, and the signal-processing
-# tests again on the permissive FFT backend.
+# Builds the project and runs every test: a normal build (with the install,
+# embedding and workflow tests), a build under AddressSanitizer +
+# UndefinedBehaviorSanitizer, the signal-processing tests again on the
+# permissive FFT backend, and a Release build packed as a Debian package
+# (installed and run where this runs as root). Warnings are errors here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 JOBS="${JOBS:-$(nproc)}"
 
 run_suite() {
   local dir="$1"; shift
-  cmake -S . -B "$dir" -G Ninja "$@" >/dev/null
+  cmake -S . -B "$dir" -G Ninja -DORVANE_WERROR=ON "$@" >/dev/null
   cmake --build "$dir" -j "$JOBS"
 }
 
@@ -27,7 +29,11 @@ ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-asan --output-on-failure -j "$JOBS"
 
 phase "kissfft backend (signal-processing tests)"
-cmake -S . -B build-kissfft -G Ninja -DORVANE_FFT_BACKEND=KISSFFT -DORVANE_BUILD_BENCHMARKS=OFF \
+cmake -S . -B build-kissfft -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANE_WERROR=ON -DORVANE_FFT_BACKEND=KISSFFT -DORVANE_BUILD_BENCHMARKS=OFF \
   "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -g1 -DNDEBUG" >/dev/null
 cmake --build build-kissfft -j "$JOBS" --target test_tonalith
 ctest --test-dir build-kissfft --output-on-failure -L tonalith
+
+phase "Release build and Debian package"
+run_suite build-release -DCMAKE_BUILD_TYPE=Release -DORVANE_BUILD_TESTS=OFF -DORVANE_BUILD_BENCHMARKS=OFF
+bash scripts/package-test.sh build-release
