@@ -1,8 +1,7 @@
 # What `cmake --install` puts in place and what `cpack -G DEB` packs: the
 # orvane command with its man page, the engine library, its public headers,
-# a CMake package (find_package(Orvane) gives Orvane::engine) and a
-# pkg-config file.
-include(GNUInstallDirs)
+# a CMake package (find_package(Orvane) gives Orvane::engine, and
+# Orvane::engine_static) and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
 # The headers a host compiles against: the component's interfaces and
@@ -24,14 +23,19 @@ foreach(_header IN LISTS ORVANE_PUBLIC_HEADERS)
 endforeach()
 
 install(TARGETS orvane RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-install(TARGETS orvane_engine EXPORT OrvaneTargets
-        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" NAMELINK_COMPONENT dev)
+install(TARGETS orvane_engine orvane_engine_static EXPORT OrvaneTargets
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" NAMELINK_COMPONENT dev
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT dev)
 install(EXPORT OrvaneTargets NAMESPACE Orvane:: DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/Orvane" COMPONENT dev)
 configure_package_config_file("${CMAKE_SOURCE_DIR}/cmake/OrvaneConfig.cmake.in"
   "${CMAKE_BINARY_DIR}/OrvaneConfig.cmake" INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/Orvane")
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/OrvaneConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${CMAKE_BINARY_DIR}/OrvaneConfig.cmake" "${CMAKE_BINARY_DIR}/OrvaneConfigVersion.cmake"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/Orvane" COMPONENT dev)
+set(ORVANE_PC_LIBS_PRIVATE "-lexpat -lz -pthread")
+if(ORVANE_FFT_BACKEND STREQUAL "FFTW")
+  string(PREPEND ORVANE_PC_LIBS_PRIVATE "-lfftw3 ")
+endif()
 file(RELATIVE_PATH ORVANE_PC_TO_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file("${CMAKE_SOURCE_DIR}/cmake/orvane.pc.in" "${CMAKE_BINARY_DIR}/orvane.pc" @ONLY)
 install(FILES "${CMAKE_BINARY_DIR}/orvane.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
