@@ -1,6 +1,6 @@
 // A host of the Orvane component, as a desktop program embeds it: it makes
 // the engine object through the class registry by its programmatic name,
-// fills the parameter block, and cleans MGF files on its own thread, showing
+// fills the parameter block, and cleans MGF files on the host's thread, showing
 // the engine's messages to its window as progress; Ctrl-C sets the run's
 // cancel event, and the engine stops after the spectrum in hand.
 //
