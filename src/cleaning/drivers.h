@@ -53,6 +53,11 @@ struct RunOptions {
   std::string strSingleBadOutput;
   // Where the run keeps its counts; nullptr: nowhere.
   RunCounts* pCounts = nullptr;
+
+  // Adds n to one of the counts, when the run keeps them.
+  void Count(std::uint64_t RunCounts::*counter, std::uint64_t n = 1) const {
+    if (pCounts != nullptr) pCounts->*counter += n;
+  }
 };
 
 // Picks the driver by the kind of the inputs and turns a stop into a plain

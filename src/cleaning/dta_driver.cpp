@@ -1,12 +1,11 @@
 // The driver for DTA inputs: one spectrum to a file, each file one step.
 // Files are read and cleaned ahead in order (on several threads when the run
 // has jobs for them); messages, log and outputs follow as each comes back.
-#include <sys/stat.h>
-
 #include <exception>
 #include <list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cleaning/drivers.h"
 #include "cleaning/spectrum_task.h"
@@ -24,6 +23,7 @@ struct DtaTask final : SpectrumTask {
   std::string path;
   std::int32_t nRow = 0;
   HRESULT hr = S_OK;  // what ImportDta answered
+  std::uint64_t nBytes = 0;  // the file's size, for the progress by bytes
 };
 
 class DtaDriver {
@@ -53,14 +53,17 @@ class DtaDriver {
     const std::list<std::string>& files = params_.pFileList->lstFiles;
     const std::list<std::int32_t>& rows = params_.pFileList->lstRows;
     SendToHost(params_, PM_STEP_TOTAL, files.size());
+    std::vector<std::uint64_t> bytes;
     for (const std::string& path : files) {
-      struct stat st {};
-      if (::stat(path.c_str(), &st) == 0) Count(&RunCounts::nBytesTotal, static_cast<std::uint64_t>(st.st_size));
+      bytes.push_back(FileBytes(path));
+      run_.Count(&RunCounts::nBytesTotal, bytes.back());
     }
     auto row = rows.begin();
+    auto size = bytes.begin();
     for (const std::string& path : files) {
       auto task = std::make_unique<DtaTask>();
       task->path = path;
+      task->nBytes = *size++;
       task->nRow = row != rows.end() ? *row : 0;
       if (row != rows.end()) ++row;
       task->pParams = &params_;
@@ -79,15 +82,7 @@ class DtaDriver {
   }
 
   HRESULT Commit(bool everything) {
-    while (auto done = work_.Take(everything || work_.Full())) {
-      const HRESULT hr = Commit(static_cast<DtaTask&>(*done));
-      if (hr != S_OK) return hr;
-    }
-    return S_OK;
-  }
-
-  void Count(std::uint64_t RunCounts::*counter, std::uint64_t n = 1) {
-    if (run_.pCounts != nullptr) run_.pCounts->*counter += n;
+    return CommitDone<DtaTask>(work_, everything, [this](DtaTask& task) { return Commit(task); });
   }
 
   HRESULT Commit(DtaTask& task) {
@@ -100,19 +95,18 @@ class DtaDriver {
       if (!Modern()) return task.hr;
       // The modern dialect goes on with the other files; the run ends failed.
       ++nFailed_;
-      Count(&RunCounts::nFailed);
+      run_.Count(&RunCounts::nFailed);
     } else if (task.dtaIn.GetPeakCount() > 2) {
-      Count(&RunCounts::nRead);
+      run_.Count(&RunCounts::nRead);
       WriteLog(params_, task.log);
       const HRESULT hrExport = Export(task.verdict, task.dtaIn, task.dtaOut);
       // A file that can't be written (a full disk) ends the run.
       if (FAILED(hrExport) && Modern()) return hrExport;
     } else {
-      Count(&RunCounts::nRead);
-      Count(&RunCounts::nTooFewPeaks);
+      run_.Count(&RunCounts::nRead);
+      run_.Count(&RunCounts::nTooFewPeaks);
     }
-    struct stat st {};
-    if (::stat(task.path.c_str(), &st) == 0) Count(&RunCounts::nBytesRead, static_cast<std::uint64_t>(st.st_size));
+    run_.Count(&RunCounts::nBytesRead, task.nBytes);
     ++nDone_;
     SendToHost(params_, PM_STEP_DONE, nDone_);
     SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(task.nRow));
@@ -136,7 +130,7 @@ class DtaDriver {
       // No empty file for a spectrum the pipeline could not take (its stage
       // said why): nothing, or the spectrum as it was read among the bad.
       ++nFailed_;
-      Count(&RunCounts::nFailed);
+      run_.Count(&RunCounts::nFailed);
       const bool bKeep = SeparatesBad(params_);
       ShowError(Format("The spectrum \"%s\" could not be cleaned; %s", dtaIn.strTitle.c_str(),
                        bKeep ? "it goes to the bad spectra as it was read" : "it is left out"));
@@ -148,14 +142,14 @@ class DtaDriver {
     if (!IsBad(verdict) && Modern() && dtaOut.GetPeakCount() == 0) {
       ShowWarning(Format("The spectrum \"%s\" has no peak left after cleaning; no output made",
                          dtaIn.strTitle.c_str()));
-      Count(&RunCounts::nEmptied);
+      run_.Count(&RunCounts::nEmptied);
       return S_OK;
     }
     if (!IsBad(verdict)) {
-      Count(&RunCounts::nWritten);
+      run_.Count(&RunCounts::nWritten);
       return ExportDta(cleanPath.c_str(), &dtaOut, dialect);
     }
-    Count(&RunCounts::nBad);
+    run_.Count(&RunCounts::nBad);
     if (!params_.bExportBad) return S_OK;
     switch (params_.nBadSpectraAction) {
       case BadSpectraAction::Leave: return ExportDta(cleanPath.c_str(), pBad, dialect);

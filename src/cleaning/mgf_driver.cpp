@@ -7,8 +7,6 @@
 // then takes them back in input order and does everything a host or a file
 // sees: messages, log, boxes and outputs. So the reading side only reads;
 // all the rest happens as tasks come back.
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -91,7 +89,7 @@ class MgfDriver {
       if (const HRESULT hr = run_.openRun(); FAILED(hr)) return hr;
     }
     if (run_.bWriteLogHead) WriteLogHead(params_);
-    if (run_.pCounts != nullptr) run_.pCounts->nBytesTotal += TotalBytes(files);
+    run_.Count(&RunCounts::nBytesTotal, TotalBytes(files));
     HRESULT hr = S_OK;
     try {
       hr = RunFiles();
@@ -123,9 +121,8 @@ class MgfDriver {
   static std::uint64_t TotalBytes(const std::list<std::string>& files) {
     std::uint64_t total = 0;
     for (const std::string& path : files) {
-      struct stat st {};
       if (path == "-") return 0;
-      if (::stat(path.c_str(), &st) == 0) total += static_cast<std::uint64_t>(st.st_size);
+      total += FileBytes(path);
     }
     return total;
   }
@@ -171,11 +168,7 @@ class MgfDriver {
   // everything, else waiting only while the line is full): S_OK, or what
   // ends the run.
   HRESULT Commit(bool everything) {
-    while (auto done = work_.Take(everything || work_.Full())) {
-      const HRESULT hr = Commit(static_cast<MgfTask&>(*done));
-      if (hr != S_OK) return hr;
-    }
-    return S_OK;
+    return CommitDone<MgfTask>(work_, everything, [this](MgfTask& task) { return Commit(task); });
   }
 
   // Puts a task in line and hands back what is done; false when that ended
@@ -259,12 +252,12 @@ class MgfDriver {
     if (task.bReadFailed) return Modern() ? FailInput(E_FAIL) : E_FAIL;
     if (hr == S_FALSE) return EndInput(task);
 
-    Count(&RunCounts::nRead);
+    run_.Count(&RunCounts::nRead);
     if (task.dtaIn.GetPeakCount() > 2) {
       WriteLog(params_, task.log);
       if (const HRESULT hrWrite = WriteSpectrum(*pPair_, task); FAILED(hrWrite)) return hrWrite;
     } else {
-      Count(&RunCounts::nTooFewPeaks);
+      run_.Count(&RunCounts::nTooFewPeaks);
     }
     ++nDone_;
     SendToHost(params_, PM_STEP_DONE, nDone_);
@@ -329,7 +322,7 @@ class MgfDriver {
     // Spectra the reader refused (each reported) leave the outputs whole, as
     // those the pipeline could not take.
     nFailedSpectra_ += task.nRefused;
-    if (run_.pCounts != nullptr) run_.pCounts->nFailed += task.nRefused;
+    run_.Count(&RunCounts::nFailed, task.nRefused);
     if (!params_.bMergeOutput) ClosePair(perInput_);
     SendToHost(params_, PM_ROW_DONE, static_cast<WPARAM>(nRow_));
     return S_OK;
@@ -361,7 +354,7 @@ class MgfDriver {
       // A spectrum the pipeline could not take (its stage said why) is no
       // empty block: it goes nowhere, or as it was read to the bad output.
       ++nFailedSpectra_;
-      Count(&RunCounts::nFailed);
+      run_.Count(&RunCounts::nFailed);
       const bool bKeep = SeparatesBad(params_) && pair.pBad != nullptr;
       ShowError(Format("The spectrum \"%s\" could not be cleaned; %s", dtaIn.strTitle.c_str(),
                        bKeep ? "it goes to the bad spectra as it was read" : "it is left out"));
@@ -374,16 +367,16 @@ class MgfDriver {
     if (!IsBad(verdict) && Modern() && dtaOut.GetPeakCount() == 0) {
       ShowWarning(Format("The spectrum \"%s\" has no peak left after cleaning; it is left out",
                          dtaIn.strTitle.c_str()));
-      Count(&RunCounts::nEmptied);
+      run_.Count(&RunCounts::nEmptied);
       return S_OK;
     }
     if (!IsBad(verdict)) {
       Export(pair.pClean.get(), dtaOut, true);
       ++pair.nClean;
-      Count(&RunCounts::nWritten);
+      run_.Count(&RunCounts::nWritten);
       return S_OK;
     }
-    Count(&RunCounts::nBad);
+    run_.Count(&RunCounts::nBad);
     if (!params_.bExportBad) return S_OK;
     switch (params_.nBadSpectraAction) {
       case BadSpectraAction::Leave:
@@ -405,10 +398,6 @@ class MgfDriver {
       default:
         return S_OK;
     }
-  }
-
-  void Count(std::uint64_t RunCounts::*counter) {
-    if (run_.pCounts != nullptr) ++(run_.pCounts->*counter);
   }
 
   // Creates (or empties) an output file. On failure shows boxText as a plain

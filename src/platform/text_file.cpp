@@ -466,6 +466,12 @@ bool IsProtectedInput(const std::string& path) {
   return p.names.count(Normalise(path)) != 0;
 }
 
+std::uint64_t FileBytes(const std::string& path) {
+  struct stat st {};
+  if (path == "-" || ::stat(path.c_str(), &st) != 0) return 0;
+  return static_cast<std::uint64_t>(st.st_size);
+}
+
 std::string WithoutGzipSuffix(const std::string& path) {
   const std::size_t n = path.size();
   if (n > 3 && path[n - 3] == '.' && (path[n - 2] == 'g' || path[n - 2] == 'G') &&

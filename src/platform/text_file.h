@@ -151,6 +151,10 @@ void ClearProtectedInputs();
 // True if writing to path would write to a protected input.
 bool IsProtectedInput(const std::string& path);
 
+// The size of the file at path in bytes; 0 for "-" (a stream) and for a file
+// that can't be seen.
+std::uint64_t FileBytes(const std::string& path);
+
 // The path without a final ".gz" (any case): "run.mgf.gz" gives "run.mgf", so
 // that a compressed input names its outputs as the plain one would.
 std::string WithoutGzipSuffix(const std::string& path);
