@@ -129,19 +129,6 @@ std::string CheckOutputs(const std::vector<std::string>& inputs, const OutputTar
   return {};
 }
 
-// "1120 spectra read, 1105 written, 15 bad, 3 with too few peaks" of a run.
-std::string CountsText(const RunCounts& c, InputKind kind) {
-  std::string text = kind == InputKind::Dta && c.nRead > 0 ? Counted(c.nRead, "DTA file", "DTA files")
-                                                            : Counted(c.nRead, "spectrum", "spectra");
-  text += Format(" read, %llu written, %llu bad", static_cast<unsigned long long>(c.nWritten),
-                 static_cast<unsigned long long>(c.nBad));
-  if (c.nTooFewPeaks > 0)
-    text += Format(", %llu with too few peaks", static_cast<unsigned long long>(c.nTooFewPeaks));
-  if (c.nEmptied > 0) text += Format(", %llu left empty", static_cast<unsigned long long>(c.nEmptied));
-  if (c.nFailed > 0) text += Format(", %llu failed", static_cast<unsigned long long>(c.nFailed));
-  return text;
-}
-
 // A folder the run made and left without a file goes again.
 void RemoveIfEmpty(const std::string& folder) {
   std::error_code ec;
@@ -167,8 +154,9 @@ int RunClean(const std::vector<std::string>& args, const std::string& output) {
     params.nBadSpectraAction = BadSpectraAction::Delete;
     progress.Say("bad spectra are left out of standard output (--bad-spectra leave keeps them in it)");
   }
+  const bool separate = SeparatesBad(params);
   std::string singleBad;
-  if (const std::string problem = CheckOutputs(inputs, target, o, SeparatesBad(params), &singleBad); !problem.empty())
+  if (const std::string problem = CheckOutputs(inputs, target, o, separate, &singleBad); !problem.empty())
     return UsageError(problem);
   const bool modern = DialectOf(o) == MgfDialect::Modern;
   const bool anyDta = std::any_of(inputs.begin(), inputs.end(), [](const std::string& i) { return KindOfInput(i) == InputKind::Dta; });
@@ -192,7 +180,6 @@ int RunClean(const std::vector<std::string>& args, const std::string& output) {
   const bool madeFolder = !fs::exists(folder, ec);
   fs::create_directories(folder, ec);
   if (ec || !fs::is_directory(folder)) return Fail("can't make the output folder " + folder + ": " + ec.message());
-  const bool separate = SeparatesBad(params);
   const bool madeBad = target.kind == OutputTarget::Folder && (separate || o.bMergeOutput) &&
                        !fs::exists(folder + "badspectra", ec);
   if (madeBad) {
@@ -276,9 +263,9 @@ int RunClean(const std::vector<std::string>& args, const std::string& output) {
   if (madeBad) RemoveIfEmpty(folder + "badspectra");
   if (madeFolder) RemoveIfEmpty(folder);
 
-  const InputKind kind = dta.lstFiles.size() == inputs.size() ? InputKind::Dta : InputKind::Mgf;
+  const bool dtaRun = dta.lstFiles.size() == inputs.size();
   if (progress.Cancelled() || g_cancel.IsSignalled()) {
-    progress.Say("stopped after " + CountsText(counts, kind) + "; " +
+    progress.Say("stopped after " + CountsText(counts, dtaRun) + "; " +
                  (modern ? "the outputs of the inputs finished stay, those of the inputs in hand were discarded"
                          : "the outputs in " + folder + " hold what was cleaned so far"));
     return kExitStopped;
@@ -286,8 +273,8 @@ int RunClean(const std::vector<std::string>& args, const std::string& output) {
   if (modern && target.kind == OutputTarget::Folder && !o.bMergeOutput) {
     for (const std::string& input : inputs) {
       if (KindOfInput(input) == InputKind::Dta) continue;
-      bool failed = false;
-      for (const auto& entry : progress.Errors()) failed = failed || entry.first == input;
+      const bool failed = std::any_of(progress.Errors().begin(), progress.Errors().end(),
+                                      [&](const auto& entry) { return entry.first == input; });
       if (!failed && !fs::exists(OutputsOf(input, folder, o.bGzip).first, ec))
         progress.Say(ShownPath(input) + ": no spectrum left to write; no output made");
     }
@@ -295,7 +282,7 @@ int RunClean(const std::vector<std::string>& args, const std::string& output) {
   const std::string jobs = run.nJobs > 1 ? Format(", %u jobs", run.nJobs) : std::string();
   const std::string rate =
       Format("in %.3f s (%.1f %s/s%s)", seconds, seconds > 0 ? static_cast<double>(counts.nRead) / seconds : 0.0,
-             kind == InputKind::Dta ? "files" : "spectra", jobs.c_str());
+             dtaRun ? "files" : "spectra", jobs.c_str());
   const std::string where = target.kind == OutputTarget::Standard ? "standard output" : ShownPath(target.path, true);
   if (!progress.Errors().empty() || FAILED(hr) || rawFailures > 0) {
     std::string list;
@@ -303,11 +290,11 @@ int RunClean(const std::vector<std::string>& args, const std::string& output) {
       list += Format("%s%s (%s)", list.empty() ? "" : ", ", ShownPath(input).c_str(),
                      Counted(count, "error", "errors").c_str());
     if (list.empty()) list = Format("the run (HRESULT 0x%x)", static_cast<unsigned>(hr));
-    progress.Say("finished with errors in " + list + "; " + CountsText(counts, kind) + " " + rate + "; outputs in " +
+    progress.Say("finished with errors in " + list + "; " + CountsText(counts, dtaRun) + " " + rate + "; outputs in " +
                  where);
     return kExitFailed;
   }
-  progress.Say("finished: " + CountsText(counts, kind) + " " + rate + "; outputs in " + where);
+  progress.Say("finished: " + CountsText(counts, dtaRun) + " " + rate + "; outputs in " + where);
   return 0;
 }
 

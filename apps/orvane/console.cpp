@@ -32,6 +32,19 @@ std::string Counted(std::uint64_t n, const char* one, const char* many) {
   return Format("%llu %s", static_cast<unsigned long long>(n), n == 1 ? one : many);
 }
 
+std::string CountsText(const RunCounts& now, bool dtaFiles, const RunCounts& then) {
+  const auto more = [&](std::uint64_t RunCounts::*count) {
+    return static_cast<unsigned long long>(now.*count - then.*count);
+  };
+  std::string text = dtaFiles && more(&RunCounts::nRead) > 0 ? Counted(more(&RunCounts::nRead), "DTA file", "DTA files")
+                                                            : Counted(more(&RunCounts::nRead), "spectrum", "spectra");
+  text += Format(" read, %llu written, %llu bad", more(&RunCounts::nWritten), more(&RunCounts::nBad));
+  if (more(&RunCounts::nTooFewPeaks) > 0) text += Format(", %llu with too few peaks", more(&RunCounts::nTooFewPeaks));
+  if (more(&RunCounts::nEmptied) > 0) text += Format(", %llu left empty", more(&RunCounts::nEmptied));
+  if (more(&RunCounts::nFailed) > 0) text += Format(", %llu failed", more(&RunCounts::nFailed));
+  return text;
+}
+
 const char* ConsoleKind(BoxKind kind) { return kind == BoxKind::Warning ? "warning" : "error"; }
 
 ConsoleProgress::ConsoleProgress(const char* command, Verbosity verbosity, const std::vector<std::string>& inputs,
@@ -57,7 +70,8 @@ void ConsoleProgress::Send(unsigned message, WPARAM wParam, LPARAM lParam) {
       break;
     case PM_ROW_DONE:
       ++rowsDone_;
-      if (counts_ != nullptr && row_ < inputs_.size()) Detail(inputs_[row_] + ": " + InputSummary());
+      if (counts_ != nullptr && row_ < inputs_.size())
+        Detail(inputs_[row_] + ": " + CountsText(*counts_, false, atRowBegin_));
       Draw(true);
       break;
     case PM_RAW_SCANS:
@@ -118,19 +132,6 @@ void ConsoleProgress::ClearBar() {
   if (!barShown_) return;
   std::fputs("\r\x1b[K", stderr);
   barShown_ = false;
-}
-
-// What the input in hand came to: its counts since it began.
-std::string ConsoleProgress::InputSummary() const {
-  const RunCounts& c = *counts_;
-  std::string text = Counted(c.nRead - atRowBegin_.nRead, "spectrum", "spectra") + " read, " +
-                     Format("%llu written", static_cast<unsigned long long>(c.nWritten - atRowBegin_.nWritten)) +
-                     Format(", %llu bad", static_cast<unsigned long long>(c.nBad - atRowBegin_.nBad));
-  if (const auto few = c.nTooFewPeaks - atRowBegin_.nTooFewPeaks; few > 0)
-    text += Format(", %llu with too few peaks", static_cast<unsigned long long>(few));
-  if (const auto failed = c.nFailed - atRowBegin_.nFailed; failed > 0)
-    text += Format(", %llu failed", static_cast<unsigned long long>(failed));
-  return text;
 }
 
 void ConsoleProgress::Draw(bool force) {

@@ -23,6 +23,11 @@ enum class Verbosity { Quiet, Normal, Verbose };
 // "1 spectrum", "2 spectra": a count with the right form of its noun.
 std::string Counted(std::uint64_t n, const char* one, const char* many);
 
+// "1120 spectra read, 1105 written, 15 bad, 3 with too few peaks" of a run
+// (of a run of DTA files: "DTA files read"), or of a part of one: the counts
+// of now since then.
+std::string CountsText(const RunCounts& now, bool dtaFiles = false, const RunCounts& then = {});
+
 using ErrorList = std::vector<std::pair<std::string, unsigned>>;
 
 // The host window of a command: keeps track of the run from the engine's
@@ -56,7 +61,6 @@ class ConsoleProgress final : public CWnd {
 
  private:
   void Draw(bool force);
-  std::string InputSummary() const;
 
   const char* command_;
   Verbosity verbosity_;
