@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <map>
 #include <optional>
 #include <string>
 #include <thread>
@@ -69,7 +68,7 @@ std::pair<std::string, std::string> OutputsOf(const std::string& input, const st
 std::string CheckOutputs(const std::vector<std::string>& inputs, const OutputTarget& target, const Settings& o,
                          bool separate, std::string* pSingleBad) {
   const bool modern = DialectOf(o) == MgfDialect::Modern;
-  std::vector<std::string> outputs;
+  OutputPlan plan("clean");
   if (target.kind != OutputTarget::Folder) {
     // One output: one input, or merged inputs of no MS level (those write
     // SpectraMerged_ms2/_ms3 files of their own).
@@ -89,15 +88,14 @@ std::string CheckOutputs(const std::vector<std::string>& inputs, const OutputTar
     if (raw && (!modern || o.bSplitMsLevels || o.convertTo != "mgf"))
       return "-o " + target.path + " names one MGF output: raw inputs make one only in the modern dialect, converted "
              "to MGF, without --split-ms-levels";
+    if (const std::string problem = CheckGzipName(target, o.bGzip); !problem.empty()) return problem;
     if (target.kind == OutputTarget::File) {
-      if (o.bGzip && !IsGzipName(target.path))
-        return "-o " + target.path + " is no .gz name: a file named .gz is compressed, --gzip is for folders";
-      outputs.push_back(target.path);
+      plan.Add(target.path);
       if (separate) {
         const FilePath file(WithoutGzipSuffix(target.path));
         *pSingleBad = file.GetFolder(true).GetString() + file.GetFileTitle() + "_bad." + file.GetExtension() +
                       (IsGzipName(target.path) ? ".gz" : "");
-        outputs.push_back(*pSingleBad);
+        plan.Add(*pSingleBad);
       }
     }
   } else if (o.bMergeOutput && std::any_of(inputs.begin(), inputs.end(), [](const std::string& i) {
@@ -107,26 +105,19 @@ std::string CheckOutputs(const std::vector<std::string>& inputs, const OutputTar
     for (const char* name : {"SpectraMerged_c.mgf", "SpectraMerged_ms2_c.mgf", "SpectraMerged_ms3_c.mgf",
                              "badspectra/SpectraMerged_b.mgf", "badspectra/SpectraMerged_ms2_b.mgf",
                              "badspectra/SpectraMerged_ms3_b.mgf"})
-      outputs.push_back(target.path + name + gz);
+      plan.Add(target.path + name + gz);
   }
   // Per input, in the folder: two inputs of one name would write one file.
-  std::map<std::string, std::string> writer;
   for (const std::string& input : inputs) {
     const bool merged = o.bMergeOutput && KindOfInput(input) != InputKind::Dta;
     if (target.kind != OutputTarget::Folder || merged) continue;
     const auto [clean, bad] = OutputsOf(input, target.path, o.bGzip);
-    for (const std::string& output : separate ? std::vector<std::string>{clean, bad} : std::vector<std::string>{clean}) {
-      const std::string key = fs::weakly_canonical(output).string();
-      if (const auto [it, fresh] = writer.emplace(key, input); !fresh)
-        return it->second + " and " + input + " would both write " + output +
-               "; rename one of them or clean them in runs of their own";
-      outputs.push_back(output);
-    }
+    std::string problem = plan.Claim(clean, input);
+    if (problem.empty() && separate) problem = plan.Claim(bad, input);
+    if (!problem.empty()) return problem;
   }
-  if (!o.logFile.empty()) outputs.push_back(o.logFile);
-  if (const std::string clash = FindOutputOverInput(outputs, inputs); !clash.empty())
-    return "the output " + clash + "; choose another output or rename the input";
-  return {};
+  if (!o.logFile.empty()) plan.Add(o.logFile);
+  return plan.CheckOverInputs(inputs);
 }
 
 // A folder the run made and left without a file goes again.

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -152,37 +151,28 @@ std::string CheckOutputs(const ConvertOptions& options, const std::vector<std::s
     if (!toMgf) return "DTA outputs are one file a spectrum: -o names a folder for --to dta";
     if (others + (dtaInputs.empty() ? 0 : 1) != 1)
       return "-o " + target.path + " names one output, but these inputs make more than one; give a folder";
-    if (target.kind == OutputTarget::File && settings.bGzip && !IsGzipName(target.path))
-      return "-o " + target.path + " is no .gz name: a file named .gz is compressed, --gzip is for folders";
+    if (const std::string problem = CheckGzipName(target, settings.bGzip); !problem.empty()) return problem;
   }
-  std::vector<std::string> outputs;
-  std::map<std::string, std::string> writer;
-  auto add = [&](const std::string& output, const std::string& input) -> std::string {
-    const std::string key = fs::weakly_canonical(output).string();
-    if (const auto [it, fresh] = writer.emplace(key, input); !fresh)
-      return it->second + " and " + input + " would both write " + output +
-             "; rename one of them or convert them in runs of their own";
-    outputs.push_back(output);
-    return {};
-  };
+  OutputPlan plan("convert");
   const std::string gz = settings.bGzip ? ".gz" : "";
   for (const std::string& input : inputs) {
     std::string problem;
     const InputKind kind = *KindOfInput(input);
-    if (target.kind != OutputTarget::Folder) problem = add(target.path, input);
+    if (kind == InputKind::Dta) continue;  // the DTA files make one output together, below
+    if (target.kind != OutputTarget::Folder) problem = plan.Claim(target.path, input);
     else if (kind == InputKind::Mgf && toMgf)
-      problem = add(target.path + (input == "-" ? "stdin.mgf" : FilePath(WithoutGzipSuffix(input)).GetFileName()) + gz, input);
+      problem = plan.Claim(target.path + (input == "-" ? "stdin.mgf" : FilePath(WithoutGzipSuffix(input)).GetFileName()) + gz, input);
     else if (kind == InputKind::Raw && toMgf)
-      problem = add(target.path + RunNameOf(input) + ".mgf" + gz, input);
+      problem = plan.Claim(target.path + RunNameOf(input) + ".mgf" + gz, input);
     if (!problem.empty()) return problem;
   }
-  if (!dtaInputs.empty() && target.kind == OutputTarget::Folder)
-    if (std::string problem = add(target.path + CollectedMgfName(dtaInputs.front(), dialect) + gz, dtaInputs.front());
-        !problem.empty())
-      return problem;
-  if (const std::string clash = FindOutputOverInput(outputs, inputs); !clash.empty())
-    return "the output " + clash + "; choose another output or rename the input";
-  return {};
+  if (!dtaInputs.empty()) {
+    const std::string output = target.kind == OutputTarget::Folder
+                                   ? target.path + CollectedMgfName(dtaInputs.front(), dialect) + gz
+                                   : target.path;
+    if (std::string problem = plan.Claim(output, dtaInputs.front()); !problem.empty()) return problem;
+  }
+  return plan.CheckOverInputs(inputs);
 }
 
 int RunConvert(const ConvertOptions& options) {

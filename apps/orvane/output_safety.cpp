@@ -62,11 +62,28 @@ bool SameFile(const std::string& a, const std::string& b) {
   return ca == cb;
 }
 
-std::string FindOutputOverInput(const std::vector<std::string>& outputs,
-                                const std::vector<std::string>& inputs) {
-  for (const std::string& output : outputs)
+std::string CheckGzipName(const OutputTarget& target, bool gzip) {
+  if (target.kind != OutputTarget::File || !gzip || IsGzipName(target.path)) return {};
+  return "-o " + target.path + " is no .gz name: a file named .gz is compressed, --gzip is for folders";
+}
+
+std::string OutputPlan::Claim(const std::string& output, const std::string& input) {
+  std::error_code ec;
+  std::string key = fs::weakly_canonical(output, ec).string();
+  if (ec) key = output;
+  if (const auto [it, fresh] = makers_.emplace(key, input); !fresh)
+    return it->second + " and " + input + " would both write " + output + "; rename one of them or " + verb_ +
+           " them in runs of their own";
+  outputs_.push_back(output);
+  return {};
+}
+
+std::string OutputPlan::CheckOverInputs(const std::vector<std::string>& inputs) const {
+  for (const std::string& output : outputs_)
     for (const std::string& input : inputs)
-      if (SameFile(output, input)) return output + " would overwrite the input " + input;
+      if (SameFile(output, input))
+        return "the output " + output + " would overwrite the input " + input +
+               "; choose another output or rename the input";
   return {};
 }
 

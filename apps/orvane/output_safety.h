@@ -2,7 +2,9 @@
 // the leftovers of runs that were killed.
 #pragma once
 
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cleaning/clean_params.h"
@@ -25,10 +27,29 @@ bool IsGzipName(const std::string& path);
 // given), so an output that doesn't exist yet still matches.
 bool SameFile(const std::string& a, const std::string& b);
 
-// The first output that would overwrite an input, as "OUTPUT would overwrite
-// the input INPUT"; "" when there is none.
-std::string FindOutputOverInput(const std::vector<std::string>& outputs,
-                                const std::vector<std::string>& inputs);
+// "" or why -o can't name this file: a .gz file is the compressed output,
+// --gzip is for folders.
+std::string CheckGzipName(const OutputTarget& target, bool gzip);
+
+// The outputs a command will write, checked before any work: no file written
+// by two inputs, none over an input.
+class OutputPlan {
+ public:
+  // verb: what the command does to inputs, for the message ("clean").
+  explicit OutputPlan(std::string verb) : verb_(std::move(verb)) {}
+  // An output that input makes: "" or, when another input makes it too, "A
+  // and B would both write OUTPUT; rename one of them or ...".
+  std::string Claim(const std::string& output, const std::string& input);
+  // An output of the run as a whole (the log, merged outputs).
+  void Add(const std::string& output) { outputs_.push_back(output); }
+  // "" or "the output OUTPUT would overwrite the input INPUT; ...".
+  std::string CheckOverInputs(const std::vector<std::string>& inputs) const;
+
+ private:
+  std::string verb_;
+  std::vector<std::string> outputs_;
+  std::map<std::string, std::string> makers_;  // canonical output -> input
+};
 
 // Whether process pid still runs.
 bool ProcessRuns(int pid);
