@@ -107,13 +107,10 @@ HRESULT CleanRawFiles(CleanParams* pParams, const RunOptions& run) {
     if (bSplit) {
       const std::string strFolder = pParams->strOutputFolder;
       CDiskObject disk;
-      const char* const pszCleaned[] = {"%sdta_ms2_cleaned/", "%sdta_ms3_cleaned/"};
+      const char* const pszCleaned[] = {"dta_ms2_cleaned/", "dta_ms3_cleaned/"};
       CleanFileList* const pLists[] = {&flMs2, &flMs3};
       for (int i = 0; i < 2; ++i) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-        cpLocal.strOutputFolder = Format(pszCleaned[i], strFolder.c_str());
-#pragma GCC diagnostic pop
+        cpLocal.strOutputFolder = strFolder + pszCleaned[i];
         if (!disk.CreateDirectory(cpLocal.strOutputFolder)) {
           ShowPlain(Format("Error!\nCouldn't create directory %s.", strFolder.c_str()));
           return E_UNEXPECTED;
