@@ -6,6 +6,9 @@ SUDO=""
 if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
 export DEBIAN_FRONTEND=noninteractive
 APT_OPTS=(-y -q -o DPkg::Lock::Timeout=600)
+# A package run cut off halfway (a killed machine, a stopped job) leaves dpkg
+# "interrupted", and apt then refuses every install until it is finished.
+$SUDO dpkg --configure -a
 $SUDO apt-get "${APT_OPTS[@]}" update
 $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
   build-essential cmake ninja-build pkg-config git \
@@ -26,4 +29,4 @@ $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
 # Packaging (cpack -G DEB finds the dependencies with dpkg-shlibdeps) and the
 # workflow (Snakemake; its test is skipped where it is missing).
 $SUDO apt-get "${APT_OPTS[@]}" install --no-install-recommends \
-  dpkg-dev file man-db snakemake
+  dpkg-dev file snakemake

@@ -21,8 +21,8 @@ if [[ $(id -u) -ne 0 ]] || ! command -v dpkg >/dev/null; then
   echo "installing the package skipped: not root"
   exit 0
 fi
-dpkg -i "$deb" >/dev/null
 trap 'dpkg -r orvane >/dev/null' EXIT
+dpkg -i "$deb" >/dev/null
 /usr/bin/orvane --version
 out=$(mktemp -d)
 /usr/bin/orvane clean -q -o "$out" "$source/examples/sample.mgf"
