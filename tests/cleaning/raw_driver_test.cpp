@@ -136,7 +136,7 @@ TEST(RawDriver, Runs) {
     EXPECT_EQ(h.clean->CleanRawFiles(&h.params), r.hr);
     EXPECT_EQ(h.Rows(), r.rows);
     std::string box;
-    for (const auto& b : h.boxes.boxes) box += (box.empty() ? "" : "|") + std::to_string(static_cast<int>(b.kind)) + " " + b.text;
+    for (const auto& b : h.boxes.boxes) (box.empty() ? box : box += '|').append(std::to_string(static_cast<int>(b.kind))).append(" ").append(b.text);
     for (const auto& [from, to] : {std::pair{h.dir.Folder() + "in/", std::string("IN/")}, std::pair{h.Out(), std::string("OUT/")}})
       for (std::size_t at; (at = box.find(from)) != std::string::npos;) box.replace(at, from.size(), to);
     EXPECT_EQ(box, r.box);

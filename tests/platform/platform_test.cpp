@@ -132,7 +132,8 @@ TEST(ExactDecimal, ShortestTextWithAtLeastTheDecimalsAsked) {
     EXPECT_EQ(ExactDecimal(c.value, c.minDecimals), c.text) << c.text;
     EXPECT_TRUE(!(std::abs(c.value) < inf) || std::strtod(c.text, nullptr) == c.value) << c.text;
   }
-  EXPECT_EQ(Format("a%s-%d", std::string(400, 'b').c_str(), 7), "a" + std::string(400, 'b') + "-7");  // any length
+  const std::string b400(400, 'b');
+  EXPECT_EQ(Format("a%s-%d", b400.c_str(), 7), std::string("a").append(b400).append("-7"));  // any length
 }
 
 TEST(Reporter, AThreadSeesOnlyItsOwnBoxes) {

@@ -56,10 +56,14 @@ struct Host {  // run.raw: an MS2 scan of charge 1, a survey scan, an MS2 scan o
     std::string out;
     for (const std::string& name : test::ListFiles(dir.Folder())) {
       const std::string path = dir.File(name), text = name.ends_with(".mgf") ? test::ReadFile(path) : "";
-      out += (out.empty() ? "" : " ") + name + (name.ends_with(".mgf") ? "[" : "");
-      if (std::filesystem::is_directory(path)) out += "/" + std::to_string(test::ListFiles(path).size());
-      for (std::size_t at = 0; (at = text.find("TITLE=", at)) != std::string::npos; at += 6)
-        out += (out.back() == '[' ? "" : ",") + text.substr(at + 6, text.find('\n', at) - at - 6);
+      if (!out.empty()) out += ' ';
+      out += name;
+      if (name.ends_with(".mgf")) out += '[';
+      if (std::filesystem::is_directory(path)) out.append("/").append(std::to_string(test::ListFiles(path).size()));
+      for (std::size_t at = 0; (at = text.find("TITLE=", at)) != std::string::npos; at += 6) {
+        if (out.back() != '[') out += ',';
+        out += text.substr(at + 6, text.find('\n', at) - at - 6);
+      }
       if (name.ends_with(".mgf")) out += "]";
     }
     return out;
@@ -133,13 +137,13 @@ TEST(HostConversions, ResultsMessagesBoxesAndFiles) {
     if (row.kind == kMgfToDta) hr = convert->MgfToDta(r.dir.File("in.mgf"), r.target, 0, &r.window);
     EXPECT_EQ(hr, row.hr);
     EXPECT_EQ(messages.empty() ? messages : messages.substr(1), row.messages);
-    for (const auto& b : r.boxes.boxes) boxes += (boxes.empty() ? "" : "|") + std::to_string(int(b.kind)) + " " + b.text;
+    for (const auto& b : r.boxes.boxes) (boxes.empty() ? boxes : boxes += '|').append(std::to_string(int(b.kind))).append(" ").append(b.text);
     EXPECT_EQ(r.Relative(boxes), row.boxes);
     files = r.Files();
     if (row.kind == kRawToDta)
       for (const StringList* list : {&r.all, &r.ms2, &r.ms3}) {
         files += "|";
-        for (const std::string& path : *list) files += (files.back() == '|' ? "" : " ") + r.Relative(path);
+        for (const std::string& path : *list) (files.back() == '|' ? files : files += ' ').append(r.Relative(path));
       }
     EXPECT_EQ(files, row.files);
   }
