@@ -135,8 +135,7 @@ TEST(RawDriver, Runs) {
       h.window.onMessage = [&](const test::RecordingWindow::Message& m) { if (m.number == PM_ROW_BEGIN) h.cancel.Set(); };
     EXPECT_EQ(h.clean->CleanRawFiles(&h.params), r.hr);
     EXPECT_EQ(h.Rows(), r.rows);
-    std::string box;
-    for (const auto& b : h.boxes.boxes) (box.empty() ? box : box += '|').append(std::to_string(static_cast<int>(b.kind))).append(" ").append(b.text);
+    std::string box = h.boxes.Joined();
     for (const auto& [from, to] : {std::pair{h.dir.Folder() + "in/", std::string("IN/")}, std::pair{h.Out(), std::string("OUT/")}})
       for (std::size_t at; (at = box.find(from)) != std::string::npos;) box.replace(at, from.size(), to);
     EXPECT_EQ(box, r.box);

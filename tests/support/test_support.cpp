@@ -23,6 +23,15 @@ std::vector<std::string> RecordingReporter::Texts(BoxKind kind) const {
   return out;
 }
 
+std::string RecordingReporter::Joined() const {
+  std::string out;
+  for (const Box& b : boxes) {
+    if (!out.empty()) out += '|';
+    out.append(std::to_string(static_cast<int>(b.kind))).append(" ").append(b.text);
+  }
+  return out;
+}
+
 bool RecordingReporter::Has(BoxKind kind, const std::string& text) const {
   return std::any_of(boxes.begin(), boxes.end(),
                      [&](const Box& b) { return b.kind == kind && b.text == text; });

@@ -29,6 +29,8 @@ class RecordingReporter final : public IReporter {
   // Texts of the boxes of one kind.
   std::vector<std::string> Texts(BoxKind kind) const;
   bool Has(BoxKind kind, const std::string& text) const;
+  // Every box as "kind text", joined by "|".
+  std::string Joined() const;
 
  private:
   ScopedThreadReporter scope_;
