@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Debian package of a build (cpack -G DEB) and, where this runs as
 # root, installs it, runs the installed orvane on the bundled example and
-# removes it again.
+# purges it again.
 #
 #   scripts/package-test.sh BUILD_DIR
 set -euo pipefail
@@ -21,7 +21,7 @@ if [[ $(id -u) -ne 0 ]] || ! command -v dpkg >/dev/null; then
   echo "installing the package skipped: not root"
   exit 0
 fi
-trap 'dpkg -r orvane >/dev/null' EXIT
+trap 'dpkg -P orvane >/dev/null' EXIT
 dpkg -i "$deb" >/dev/null
 /usr/bin/orvane --version
 out=$(mktemp -d)
