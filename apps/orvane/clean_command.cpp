@@ -85,7 +85,7 @@ std::string CheckOutputs(const std::vector<std::string>& inputs, const OutputTar
       return "-o " + target.path + " names one output, but these inputs make " +
              (inputs.size() == 1 ? std::string("more than one") : Format("%zu", inputs.size())) +
              "; give a folder" + (nMgf > 1 && !o.bMergeOutput ? ", or --merge-output" : "");
-    if (raw && (!modern || o.bSplitMsLevels || o.convertTo != "mgf"))
+    if (raw && (!modern || o.bSplitMsLevels || ConvertTargetOf(o.convertTo) != ConvertTarget::Mgf))
       return "-o " + target.path + " names one MGF output: raw inputs make one only in the modern dialect, converted "
              "to MGF, without --split-ms-levels";
     if (const std::string problem = CheckGzipName(target, o.bGzip); !problem.empty()) return problem;
@@ -211,7 +211,7 @@ int RunClean(const std::vector<std::string>& args, const std::string& output) {
     const InputKind kind = *KindOfInput(input);
     CleanFileList& list = kind == InputKind::Mgf ? mgf : kind == InputKind::Dta ? dta : raw;
     if (kind == InputKind::Raw && modern) {
-      if (!ConvertForCleaning(input, row, o, folder, progress, o.convertTo == "mgf" ? mgf : dta) &&
+      if (!ConvertForCleaning(input, row, o, folder, progress, ConvertTargetOf(o.convertTo) == ConvertTarget::Mgf ? mgf : dta) &&
           !g_cancel.IsSignalled())
         ++rawFailures;
       continue;

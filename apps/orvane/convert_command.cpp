@@ -134,7 +134,7 @@ struct ConvertOptions {
 std::string CheckOutputs(const ConvertOptions& options, const std::vector<std::string>& inputs,
                          const OutputTarget& target, const Settings& settings) {
   const MgfDialect dialect = DialectOf(settings);
-  const bool toMgf = options.target == "mgf";
+  const bool toMgf = ConvertTargetOf(options.target) == ConvertTarget::Mgf;
   std::vector<std::string> dtaInputs;
   std::size_t others = 0;
   for (const std::string& input : inputs) {
@@ -204,7 +204,7 @@ int RunConvert(const ConvertOptions& options) {
   IReporter* previous = SetReporter(&reporter);
   StopWindow window(console, folder);
   ConvertJob job;
-  job.target = options.target;
+  job.target = ConvertTargetOf(options.target);
   job.outputFolder = folder;
   job.outputFile = target.kind == OutputTarget::Folder ? std::string() : target.path;
   job.dialect = DialectOf(settings);
@@ -226,7 +226,7 @@ int RunConvert(const ConvertOptions& options) {
       if (dtaInputs.empty()) firstDta = i;
       dtaInputs.push_back(input);
     } else if (kind == InputKind::Mgf) {
-      result = options.target == "dta" ? MgfFileToDta(job, &window, input) : RewriteMgf(job, input);
+      result = job.target == ConvertTarget::Dta ? MgfFileToDta(job, &window, input) : RewriteMgf(job, input);
     } else {
       result = ConvertRawInput(job, input, settings);
     }

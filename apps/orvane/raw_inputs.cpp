@@ -24,7 +24,7 @@ CEvent& g_cancel = HostCancelEvent();
 // The modern road: typed scan records, one spectrum per MS/MS scan with the
 // charges the file states. Answers the summary, or false after the error
 // (which names the file and the scan) with nothing left under a final name.
-bool ConvertScans(const std::string& path, const RawOptions& options, const std::string& target,
+bool ConvertScans(const std::string& path, const RawOptions& options, ConvertTarget target,
                   const std::string& folder, const std::string& mgfFile, bool bGzip, CWnd* pWindow,
                   ScanConversionSummary* pSummary) {
   readers::MzReader reader;
@@ -42,7 +42,7 @@ bool ConvertScans(const std::string& path, const RawOptions& options, const std:
   job.bGzip = bGzip;
   const std::string mgf = mgfFile.empty() ? folder + RunNameOf(path) + ".mgf" : mgfFile;
   const HRESULT hr =
-      target == "mgf" ? ScansToMgf(reader, job, mgf, pSummary) : ScansToDta(reader, job, folder, pSummary);
+      target == ConvertTarget::Mgf ? ScansToMgf(reader, job, mgf, pSummary) : ScansToDta(reader, job, folder, pSummary);
   return hr == S_OK;
 }
 
@@ -56,14 +56,14 @@ int ConvertRawModern(const ConvertJob& job, const std::string& path, const RawOp
     return 0;
   }
   std::string made;
-  if (job.target == "mgf") {
+  if (job.target == ConvertTarget::Mgf) {
     for (const std::string& out : summary.outputs) made += (made.empty() ? "" : ", ") + ShownPath(out, true);
   } else {
     made = job.outputFolder + (options.bSplitMsLevels ? "dta_converted_ms2/, dta_converted_ms3/" : "dta_converted/");
   }
   job.pConsole->Say(Format("%s -> %s (%s from %s)", path.c_str(), made.c_str(),
-                           Counted(summary.nWritten, job.target == "mgf" ? "spectrum" : "file",
-                                   job.target == "mgf" ? "spectra" : "files").c_str(),
+                           Counted(summary.nWritten, job.target == ConvertTarget::Mgf ? "spectrum" : "file",
+                                   job.target == ConvertTarget::Mgf ? "spectra" : "files").c_str(),
                            Counted(summary.nMsMs, "MS/MS scan", "MS/MS scans").c_str()));
   return 0;
 }
@@ -74,7 +74,7 @@ int ConvertRawClassic(const ConvertJob& job, const std::string& path, RawOptions
   const std::string title = RunNameOf(path);
   HRESULT hr = S_OK;
   std::string made;
-  if (job.target == "mgf") {
+  if (job.target == ConvertTarget::Mgf) {
     const std::string mgf = job.outputFolder + title + ".mgf";
     hr = RawToMgf(path, mgf, &reader, &options, &g_cancel, job.pConsole, job.dialect);
     made = options.bSplitMsLevels ? job.outputFolder + title + "_ms2.mgf, " + job.outputFolder + title + "_ms3.mgf"
@@ -94,7 +94,7 @@ int ConvertRawClassic(const ConvertJob& job, const std::string& path, RawOptions
   // other error means the walk ended early.
   const bool failed = FAILED(hr) || !reader.LastError().empty() ||
                       errors.failures > static_cast<int>(reader.RefusedCount());
-  if ((stopped || failed) && job.target == "mgf") {
+  if ((stopped || failed) && job.target == ConvertTarget::Mgf) {
     // What stands under a final name is complete: the blocks a stopped or
     // failed conversion wrote go with it.
     const std::string stem = job.outputFolder + title;
@@ -144,8 +144,8 @@ bool ConvertForCleaning(const std::string& input, std::int32_t row, const Settin
   const std::string folder = settings.bKeepConverted ? outputFolder : work.Make(outputFolder);
   ScanConversionSummary summary;
   console.SetInput(static_cast<std::size_t>(row));
-  if (!ConvertScans(input, ToRawOptions(settings), settings.convertTo, folder, std::string(), false, &console,
-                    &summary))
+  const RawOptions options = ToRawOptions(settings);
+  if (!ConvertScans(input, options, options.nConvertOption, folder, std::string(), false, &console, &summary))
     return false;
   if (summary.outputs.empty())
     console.Say(Format("%s: none of its %s passed the options; nothing to clean", input.c_str(),

@@ -15,7 +15,7 @@ namespace orvane::app {
 
 // Where and how a conversion writes, and what shows its progress.
 struct ConvertJob {
-  std::string target;        // "mgf" or "dta"
+  ConvertTarget target = ConvertTarget::Mgf;
   std::string outputFolder;  // exists, ends in "/"
   std::string outputFile;    // the one MGF output where -o named a file ("-": standard output)
   MgfDialect dialect = MgfDialect::Modern;

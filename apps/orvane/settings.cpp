@@ -477,8 +477,12 @@ RawOptions ToRawOptions(const Settings& o) {
   r.nMinPeaks = o.nMinPeaks >= 0 ? o.nMinPeaks : r.nThresholdMode != ThresholdMode::None ? 1 : 0;
   r.nExportOption = 0;
   r.bSplitMsLevels = o.bSplitMsLevels;
-  r.nConvertOption = o.convertTo == "dta" ? ConvertTarget::Dta : ConvertTarget::Mgf;
+  r.nConvertOption = ConvertTargetOf(o.convertTo);
   return r;
+}
+
+ConvertTarget ConvertTargetOf(const std::string& text) {
+  return text == "dta" ? ConvertTarget::Dta : ConvertTarget::Mgf;
 }
 
 MgfDialect DialectOf(const Settings& s) {

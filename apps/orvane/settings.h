@@ -85,6 +85,8 @@ std::string CheckSettings(const Settings& settings, unsigned command);
 // What a run of the engine is given.
 void ApplyCleanSettings(const Settings& settings, CleanParams& params);
 RawOptions ToRawOptions(const Settings& settings);
+// "dta" or "mgf", as --to and --convert-to take them.
+ConvertTarget ConvertTargetOf(const std::string& text);
 MgfDialect DialectOf(const Settings& settings);
 
 // A presets file: every setting of the [clean] and [raw] sections, each key
